@@ -1,0 +1,79 @@
+#include "plugin/memory.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "plugin/host_api.h"
+
+namespace zyl {
+
+void ClearMemory(void* address, int64_t count) {
+  if (address != nullptr && count > 0) memset(address, 0, static_cast<size_t>(count));
+}
+
+void* AllocateClearMemory(int64_t size) {
+  if (size < 1) return nullptr;
+  return calloc(1, static_cast<size_t>(size));
+}
+
+void FreeMemoryNow(void* address) { free(address); }
+
+namespace {
+constexpr int64_t kHandleHeader = 8;
+}
+
+Handle allocateHandle(int64_t size) {
+  if (size < 0 || size > INT64_MAX - kHandleHeader) return nullptr;
+  void* block = AllocateClearMemory(size + kHandleHeader);
+  if (block != nullptr) memcpy(block, &size, sizeof size);
+  return block;
+}
+
+void freeHandle(Handle handle) { FreeMemoryNow(handle); }
+
+int64_t getHandleSize(Handle handle) {
+  if (handle == nullptr) return 0;
+  int64_t size = 0;
+  memcpy(&size, handle, sizeof size);
+  return size;
+}
+
+void* lockHandle(Handle handle) {
+  return handle == nullptr ? nullptr : static_cast<char*>(handle) + kHandleHeader;
+}
+
+void unlockHandle(Handle) {}
+
+Handle resizeHandle(Handle handle, int64_t size) {
+  if (size < 0) {
+    freeHandle(handle);
+    return nullptr;
+  }
+  if (size > INT64_MAX - kHandleHeader) return nullptr;
+  void* block = realloc(handle, static_cast<size_t>(size + kHandleHeader));
+  if (block == nullptr) return nullptr;
+  memcpy(block, &size, sizeof size);
+  return block;
+}
+
+void InitRand() {
+  const uint32_t seed = static_cast<uint32_t>(getpid()) * 17u + static_cast<uint32_t>(time(nullptr));
+  srand(seed);
+}
+
+rbFreeLater::~rbFreeLater() {
+  if (object_ != nullptr && *object_ != nullptr) {
+    REALUnlockObject(*object_);
+    *object_ = nullptr;
+  }
+  object_ = nullptr;
+  if (string_ != nullptr && *string_ != nullptr) {
+    REALUnlockString(*string_);
+    *string_ = nullptr;
+  }
+}
+
+}  // namespace zyl

@@ -1,0 +1,44 @@
+// Private memory of the library: zeroed blocks, size-prefixed handles, the random seed, and a
+// scope guard for host references.
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/host_types.h"
+
+namespace zyl {
+
+void ClearMemory(void* address, int64_t count);
+// A zeroed block of size bytes, or nil when size is below 1 or memory is short. Never throws.
+void* AllocateClearMemory(int64_t size);
+void FreeMemoryNow(void* address);  // nil is allowed
+
+// A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.
+using Handle = void*;
+Handle allocateHandle(int64_t size);  // nil for a negative size; size 0 is allowed
+void freeHandle(Handle handle);
+int64_t getHandleSize(Handle handle);  // 0 for nil
+void* lockHandle(Handle handle);       // the usable bytes; nil for nil
+void unlockHandle(Handle handle);
+// Reallocates to size usable bytes (grown bytes are not zeroed) and returns the possibly moved
+// handle; nil on failure, leaving the old block as it was. A negative size frees the handle.
+Handle resizeHandle(Handle handle, int64_t size);
+
+// Seeds the C library's generator with process id x 17 + the time in seconds.
+void InitRand();
+
+// Gives back, at scope end, the host object and host string held by the two variables (either
+// may be nil) and sets them to nil.
+class rbFreeLater {
+ public:
+  rbFreeLater(REALobjectStruct** object, REALstringStruct** string) : object_(object), string_(string) {}
+  ~rbFreeLater();
+  rbFreeLater(const rbFreeLater&) = delete;
+  rbFreeLater& operator=(const rbFreeLater&) = delete;
+
+ private:
+  REALobjectStruct** object_;
+  REALstringStruct** string_;
+};
+
+}  // namespace zyl

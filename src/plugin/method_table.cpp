@@ -1,0 +1,193 @@
+// The method tables handed to the host: the 72 global methods in the order the host lists them,
+// the StyledText extension and the shared property "Debugging".
+//
+// Every function is reached through Guard<>, so nothing native escapes into the host. A row
+// marked ZYL_PENDING has no function yet and is not registered.
+#include "plugin/guard.h"
+#include "plugin/log.h"
+#include "plugin/registration.h"
+#include "text/text.h"
+
+#define ZYL_METHOD(fn) reinterpret_cast<void*>(&::zyl::Guard<&fn>::Call)
+#define ZYL_PENDING nullptr
+
+namespace zyl {
+
+namespace {
+constexpr REALmethodDefinition Row(const char* declaration, void* function) {
+  return REALmethodDefinition{function, nullptr, declaration, 0x4, 0, 0, nullptr};
+}
+}  // namespace
+
+REALmethodDefinition globalMethods[kGlobalMethodCount] = {
+    Row("ReplaceLineEndingsZYL(Text as String, NewLine as String, yield as boolean = false) as String",
+        ZYL_PENDING /* ReplaceLineEndingsZYL */),  // 1
+    Row("HasPrefixZYL(Text as String, Prefix as String) as boolean",
+        ZYL_PENDING /* HasPrefixZYL */),  // 2
+    Row("HasPostfixZYL(Text as String, Prefix as String) as boolean",
+        ZYL_PENDING /* HasPostfixZYL */),  // 3
+    Row("ContainsWholeWordZYL(Text as String, Word as String) as boolean",
+        ZYL_PENDING /* ContainsWholeWordZYL */),  // 4
+    Row("GetStringsFromDataZYL(data as ptr, size as Integer, MinLength as Integer = 0) as string()",
+        ZYL_PENDING /* GetStringsZYLp */),  // 5
+    Row("GetStringsFromDataZYL(data as MemoryBlock, MinLength as Integer = 0) as string()",
+        ZYL_PENDING /* GetStringsZYLm */),  // 6
+    Row("GetStringsFromDataZYL(data as String, MinLength as Integer = 0) as string()",
+        ZYL_PENDING /* GetStringsZYLs */),  // 7
+    Row("CheckUTF8ZYL(data as ptr, size as Integer, Placeholder as string) as string",
+        ZYL_PENDING /* CheckUTF8p */),  // 8
+    Row("CheckUTF8ZYL(mem as MemoryBlock, Placeholder as string) as string",
+        ZYL_PENDING /* CheckUTF8m */),  // 9
+    Row("CheckUTF8ZYL(data as string, Placeholder as string) as string",
+        ZYL_PENDING /* CheckUTF8s */),  // 10
+    Row("EncodeEmailSubjectZYL(s as string) as string",
+        ZYL_PENDING /* EncodeEmailSubjectZYL */),  // 11
+    Row("_yDecodeMemoryZYL(data as memoryblock) as memoryblock",
+        ZYL_PENDING /* yDecodeZYLm */),  // 12
+    Row("_yDecodeStringZYL(data as string) as string",
+        ZYL_PENDING /* yDecodeZYLs */),  // 13
+    Row("JaroWinklerDistanceZYL(a as string, b as string) as double",
+        ZYL_PENDING /* jaroWinklerDistanceZYL */),  // 14
+    Row("LevenshteinDistanceZYL(a as string, b as string) as double",
+        ZYL_PENDING /* levenshteinDistanceZYL */),  // 15
+    Row("ScientificStrZYL(d as double, digits as integer) as string",
+        ZYL_PENDING /* ScientificStrZYL */),  // 16
+    Row("StrZYL(d as double) as string",
+        ZYL_PENDING /* StrZYL */),  // 17
+    Row("RandomBytesStringZYL(Length as integer, ASCII as boolean=false) as string",
+        ZYL_PENDING /* RandomBytesStringZYL */),  // 18
+    Row("CreateStringZYL(Length as integer, Content as String) as string",
+        ZYL_PENDING /* CreateStringZYL */),  // 19
+    Row("StrCompBytesZYL(a as string, b as string) as integer",
+        ZYL_PENDING /* StrCompBytesZYL */),  // 20
+    Row("StrCompCharactersZYL(a as string, b as string) as integer",
+        ZYL_PENDING /* StrCompCharsZYL */),  // 21
+    Row("CountOccurancesZYL(s as string, find as string) as integer",
+        ZYL_PENDING /* CountOccurancesZYL */),  // 22
+    Row("ClearStringContentZYL(s as String) as Boolean",
+        ZYL_PENDING /* ClearStringContentZYL */),  // 23
+    Row("DetectUnicodeMarkersZYL(s as string) as integer",
+        ZYL_PENDING /* DetectUnicodeMarkers */),  // 24
+    Row("GetUnicodeMarkersZYL(kind as integer) as string",
+        ZYL_PENDING /* GetUnicodeMarkers */),  // 25
+    Row("StringIsHTMLreadyZYL(s as string) as boolean",
+        ZYL_PENDING /* StringIsHTMLready */),  // 26
+    Row("StringIsXMLreadyZYL(s as string) as boolean",
+        ZYL_PENDING /* StringIsXMLready */),  // 27
+    Row("StringANDZYL(a as string,b as string) as string",
+        ZYL_PENDING /* StringAND */),  // 28
+    Row("StringORZYL(a as string,b as string) as string",
+        ZYL_PENDING /* StringOR */),  // 29
+    Row("StringXORZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string",
+        ZYL_PENDING /* StringXOR */),  // 30
+    Row("StringXOR2ZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string",
+        ZYL_PENDING /* StringXOR2 */),  // 31
+    Row("UnicodeStringZYL(s as string) as string",
+        ZYL_METHOD(RBUnicodeString)),  // 32
+    Row("NativeStringZYL(s as string) as string",
+        ZYL_METHOD(RBNativeString)),  // 33
+    Row("DecodingFromMySQLZYL(s as string) as string",
+        ZYL_PENDING /* DecodingFromMySQL */),  // 34
+    Row("EncodingToHTMLZYL(s as string, options as integer = 0) as string",
+        ZYL_PENDING /* EncodingToHTML */),  // 35
+    Row("DecodingFromHTMLZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToHTML */),  // 36
+    Row("EncodingToXMLZYL(s as string, options as integer = 0) as string",
+        ZYL_PENDING /* EncodingToXML */),  // 37
+    Row("DecodingFromXMLZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToHTML */),  // 38
+    Row("EncodingToURLZYL(s as string) as string",
+        ZYL_PENDING /* EncodingToURL1 */),  // 39
+    Row("EncodingToURLZYL(s as string, options as integer) as string",
+        ZYL_PENDING /* EncodingToURL2 */),  // 40
+    Row("DecodingFromURLZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToURL1 */),  // 41
+    Row("DecodingFromURLZYL(s as string, options as integer) as string",
+        ZYL_PENDING /* DecodingToURL2 */),  // 42
+    Row("EncodingToQuotedPrintableZYL(s as string, LineLen as integer = 72) as string",
+        ZYL_PENDING /* EncodingToQuotedPrintable2 */),  // 43
+    Row("DecodingFromQuotedPrintableZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToQuotedPrintable */),  // 44
+    Row("HexstringZYL(input as string, hexlen as integer, linelen as integer, linestart as string, lineend as string, spacer as string,filler as string) as string",
+        ZYL_PENDING /* Hexstring */),  // 45
+    Row("EncodingToISO8859ZYL(s as string) as string",
+        ZYL_PENDING /* EncodingToISO8859 */),  // 46
+    Row("DecodingFromISO8859ZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToISO8859 */),  // 47
+    Row("EncodingToCP1252ZYL(s as string) as string",
+        ZYL_PENDING /* EncodingToCP1252 */),  // 48
+    Row("DecodingFromCP1252ZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToCP1252 */),  // 49
+    Row("EncodingToHexZYL(s as string) as string",
+        ZYL_PENDING /* EncodingToHex */),  // 50
+    Row("DecodingFromHexZYL(s as string) as string",
+        ZYL_PENDING /* DecodingToHex */),  // 51
+    Row("ReplaceNonPrintableCharactersZYL(s as string, replacevalue as integer=46) as string",
+        ZYL_PENDING /* ReplaceNonPrintableCharactersZYL */),  // 52
+    Row("IsASCIIStringZYL(s as string) as boolean",
+        ZYL_PENDING /* IsASCIIString1 */),  // 53
+    Row("IsASCIIStringZYL(s as string, mode as integer) as boolean",
+        ZYL_PENDING /* IsASCIIString2 */),  // 54
+    Row("RemoveHTMLTagsZYL(AsciiTextWithTags as string) as string",
+        ZYL_PENDING /* RemoveHTMLTags */),  // 55
+    Row("RemoveHTMLTagsWithZYL(AsciiTextWithTags as string, Replacement as string) as string",
+        ZYL_PENDING /* RemoveHTMLTagsWith */),  // 56
+    Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string, e as string, f as string) as string",
+        ZYL_PENDING /* ConcatBinaryStringsZYL6 */),  // 57
+    Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string, e as string) as string",
+        ZYL_PENDING /* ConcatBinaryStringsZYL5 */),  // 58
+    Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string) as string",
+        ZYL_PENDING /* ConcatBinaryStringsZYL4 */),  // 59
+    Row("ConcatBinaryStringsZYL(a as string, b as string, c as string) as string",
+        ZYL_PENDING /* ConcatBinaryStringsZYL3 */),  // 60
+    Row("ConcatBinaryStringsZYL(a as string, b as string) as string",
+        ZYL_PENDING /* ConcatBinaryStringsZYL2 */),  // 61
+    Row("SQLReplaceBooleanZYL(SQL as string) as string",
+        ZYL_PENDING /* SQLReplaceBooleanZYL */),  // 62
+    Row("InStrBytesZYL(target as string, find as string) as integer",
+        ZYL_PENDING /* InStrBytesZYL */),  // 63
+    Row("InStrByteRangeZYL(target as string, StartValue as integer, EndValue as integer) as integer",
+        ZYL_PENDING /* InStrByteRange1ZYL */),  // 64
+    Row("InStrByteRangeZYL(target as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer) as integer",
+        ZYL_PENDING /* InStrByteRange2ZYL */),  // 65
+    Row("InStrByteRangeZYL(target as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer, StartValue3 as integer, EndValue3 as integer) as integer",
+        ZYL_PENDING /* InStrByteRange3ZYL */),  // 66
+    Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer) as integer",
+        ZYL_PENDING /* InStrByteRange1BZYL */),  // 67
+    Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer) as integer",
+        ZYL_PENDING /* InStrByteRange2BZYL */),  // 68
+    Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer, StartValue3 as integer, EndValue3 as integer) as integer",
+        ZYL_PENDING /* InStrByteRange3BZYL */),  // 69
+    Row("ConvertUnicodeToCharacterCompositionZYL(text as string) as string",
+        ZYL_PENDING /* ConvertUnicodeToCharacterCompositionZYL */),  // 70
+    Row("ConvertUnicodeToCharacterDecompositionZYL(text as string) as string",
+        ZYL_PENDING /* ConvertUnicodeToCharacterDecompositionZYL */),  // 71
+    Row("RemoveAccentsZYL(text as string, IgnoreCase as boolean = false) as string",
+        ZYL_PENDING /* RemoveAccentsZYL */),  // 72
+};
+
+REALmethodDefinition StyledTextMethods[1] = {
+    {ZYL_PENDING /* RTFRead */, ZYL_PENDING /* RTFWrite */,
+     "RTFDataZYL(SkipParagraphs as boolean = false) as string", 0x308, 0, 0, nullptr},
+};
+
+REALclassDefinition StyledTextClass = [] {
+  REALclassDefinition cls{};
+  cls.version = 15;
+  cls.name = "StyledText";
+  cls.methods = StyledTextMethods;
+  cls.methodCount = 1;
+  cls.flags = 0x308;
+  return cls;
+}();
+
+namespace {
+REALattribute DebuggingHiddenAttributes[1] = {{"Hidden", ""}};
+}
+
+REALproperty DebuggingSharedProperties[1] = {
+    {nullptr, "Debugging", "Boolean", 0x26, 0, reinterpret_cast<void*>(&getDebugging),
+     reinterpret_cast<void*>(&setDebugging), {0, 0, 0, 0}, 1, DebuggingHiddenAttributes},
+};
+
+}  // namespace zyl

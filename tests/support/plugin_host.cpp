@@ -1,0 +1,72 @@
+#include "support/plugin_host.h"
+
+#include <doctest/doctest.h>
+
+#include <cstdio>
+
+#include "plugin/log.h"
+#include "plugin/registration.h"
+
+namespace zyltest {
+
+namespace {
+
+// What every test must leave behind: nothing it was handed still held, nothing released twice,
+// no raised exception left unread.
+void CheckHostIsClean() {
+  CHECK_MESSAGE(memhost::LiveStrings() == 0, "host strings still held");
+  CHECK_MESSAGE(memhost::LiveObjects() == 0, "host objects still held");
+  CHECK_MESSAGE(memhost::LiveArrays() == 0, "host arrays still held");
+  CHECK_MESSAGE(memhost::OpenStringData() == 0, "string-data records not disposed");
+  for (const std::string& problem : memhost::Problems()) FAIL_CHECK("host problem: " << problem);
+  const auto pending = memhost::TakeException();
+  CHECK_MESSAGE(!pending.has_value(), "unread exception: " << (pending ? pending->message : ""));
+}
+
+}  // namespace
+
+PluginHost::PluginHost(double hostVersion, bool inRuntime) : session_(hostVersion) {
+  zyl::ResetPluginStateForTests();
+  memhost::SetInRuntime(inRuntime);
+  REALPluginMain(memhost::Resolve);
+}
+
+PluginHost::~PluginHost() {
+  CheckHostIsClean();
+  zyl::ResetPluginStateForTests();
+}
+
+BareHost::BareHost(double hostVersion) : session_(hostVersion) { zyl::ResetPluginStateForTests(); }
+
+BareHost::~BareHost() {
+  CheckHostIsClean();
+  zyl::ResetPluginStateForTests();
+}
+
+CapturedLog::CapturedLog() : file_(tmpfile()) { zyl::DebugFile = static_cast<FILE*>(file_); }
+
+CapturedLog::~CapturedLog() {
+  zyl::DebugFile = nullptr;
+  if (file_ != nullptr) fclose(static_cast<FILE*>(file_));
+}
+
+std::vector<std::string> CapturedLog::Lines() {
+  std::vector<std::string> lines;
+  auto* file = static_cast<FILE*>(file_);
+  if (file == nullptr) return lines;
+  fflush(file);
+  rewind(file);
+  std::string line;
+  for (int c; (c = fgetc(file)) != EOF;) {
+    if (c == '\n') {
+      lines.push_back(line);
+      line.clear();
+    } else {
+      line.push_back(static_cast<char>(c));
+    }
+  }
+  fseek(file, 0, SEEK_END);
+  return lines;
+}
+
+}  // namespace zyltest
