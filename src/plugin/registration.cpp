@@ -225,30 +225,22 @@ void CopyMethods(REALmethodDefinition* destination, const REALmethodDefinition* 
 
 void CopyMethods(REALclassDefinition* cls, REALmethodDefinition* destination, int64_t firstIndex) {
   int64_t next = firstIndex;
+  // A nil text skips the row silently; the array then ends in zeroed rows.
+  const auto append = [&](const REALmethodDefinition& row, void* function, char* text) {
+    if (text == nullptr) return;
+    REALmethodDefinition& out = destination[next++];
+    out.function = function;
+    out.setterFunction = nullptr;
+    out.declaration = text;
+    out.flags = row.flags | kModuleRowFlag;
+    out.attributeCount = row.attributeCount;
+    out.attributes = row.attributes;
+  };
   for (int64_t i = 0; i < cls->methodCount; ++i) {
     const REALmethodDefinition& row = cls->methods[i];
-    // A nil text skips the row silently; the array then ends in zeroed rows.
-    if (row.function != nullptr) {
-      if (char* text = AddClassParameter(row.declaration, cls->name)) {
-        REALmethodDefinition& out = destination[next++];
-        out.function = row.function;
-        out.setterFunction = nullptr;
-        out.declaration = text;
-        out.flags = row.flags | kModuleRowFlag;
-        out.attributeCount = row.attributeCount;
-        out.attributes = row.attributes;
-      }
-    }
+    if (row.function != nullptr) append(row, row.function, AddClassParameter(row.declaration, cls->name));
     if (row.setterFunction != nullptr) {
-      if (char* text = AddClassParameterAssign(row.declaration, cls->name)) {
-        REALmethodDefinition& out = destination[next++];
-        out.function = row.setterFunction;
-        out.setterFunction = nullptr;
-        out.declaration = text;
-        out.flags = row.flags | kModuleRowFlag;
-        out.attributeCount = row.attributeCount;
-        out.attributes = row.attributes;
-      }
+      append(row, row.setterFunction, AddClassParameterAssign(row.declaration, cls->name));
     }
   }
 }
