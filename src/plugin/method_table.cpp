@@ -35,11 +35,11 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("GetStringsFromDataZYL(data as String, MinLength as Integer = 0) as string()",
         ZYL_PENDING /* GetStringsZYLs */),  // 7
     Row("CheckUTF8ZYL(data as ptr, size as Integer, Placeholder as string) as string",
-        ZYL_PENDING /* CheckUTF8p */),  // 8
+        ZYL_METHOD(CheckUTF8p)),  // 8
     Row("CheckUTF8ZYL(mem as MemoryBlock, Placeholder as string) as string",
-        ZYL_PENDING /* CheckUTF8m */),  // 9
+        ZYL_METHOD(CheckUTF8m)),  // 9
     Row("CheckUTF8ZYL(data as string, Placeholder as string) as string",
-        ZYL_PENDING /* CheckUTF8s */),  // 10
+        ZYL_METHOD(CheckUTF8s)),  // 10
     Row("EncodeEmailSubjectZYL(s as string) as string",
         ZYL_PENDING /* EncodeEmailSubjectZYL */),  // 11
     Row("_yDecodeMemoryZYL(data as memoryblock) as memoryblock",
@@ -111,13 +111,13 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("HexstringZYL(input as string, hexlen as integer, linelen as integer, linestart as string, lineend as string, spacer as string,filler as string) as string",
         ZYL_PENDING /* Hexstring */),  // 45
     Row("EncodingToISO8859ZYL(s as string) as string",
-        ZYL_PENDING /* EncodingToISO8859 */),  // 46
+        ZYL_METHOD(EncodingToISO8859)),  // 46
     Row("DecodingFromISO8859ZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToISO8859 */),  // 47
+        ZYL_METHOD(DecodingToISO8859)),  // 47
     Row("EncodingToCP1252ZYL(s as string) as string",
-        ZYL_PENDING /* EncodingToCP1252 */),  // 48
+        ZYL_METHOD(EncodingToCP1252)),  // 48
     Row("DecodingFromCP1252ZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToCP1252 */),  // 49
+        ZYL_METHOD(DecodingToCP1252)),  // 49
     Row("EncodingToHexZYL(s as string) as string",
         ZYL_PENDING /* EncodingToHex */),  // 50
     Row("DecodingFromHexZYL(s as string) as string",
@@ -125,9 +125,9 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("ReplaceNonPrintableCharactersZYL(s as string, replacevalue as integer=46) as string",
         ZYL_PENDING /* ReplaceNonPrintableCharactersZYL */),  // 52
     Row("IsASCIIStringZYL(s as string) as boolean",
-        ZYL_PENDING /* IsASCIIString1 */),  // 53
+        ZYL_METHOD(IsASCIIString1)),  // 53
     Row("IsASCIIStringZYL(s as string, mode as integer) as boolean",
-        ZYL_PENDING /* IsASCIIString2 */),  // 54
+        ZYL_METHOD(IsASCIIString2)),  // 54
     Row("RemoveHTMLTagsZYL(AsciiTextWithTags as string) as string",
         ZYL_PENDING /* RemoveHTMLTags */),  // 55
     Row("RemoveHTMLTagsWithZYL(AsciiTextWithTags as string, Replacement as string) as string",

@@ -1,11 +1,155 @@
-// Conversions between Unicode text and the host's encodings.
+// Conversions between Unicode text and the host's encodings: the single-byte code pages ISO 8859-1
+// and Windows-1252 (table-driven, independent of the host's converters), the host's own
+// conversions to UTF-16 and UTF-8, and the helpers that give writers standard strings.
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "plugin/builders.h"
 #include "plugin/host_api.h"
+#include "plugin/memory.h"
 #include "text/text.h"
 
 namespace zyl {
 
+namespace {
+
+using CodePage = std::array<uint16_t, 256>;
+
+// The code point of each byte.
+constexpr CodePage MakeISO8859() {
+  CodePage table{};
+  for (int b = 0; b < 256; ++b) table[b] = static_cast<uint16_t>(b);
+  return table;
+}
+
+// Bytes that Windows-1252 leaves unassigned map to 0.
+constexpr CodePage MakeCP1252() {
+  CodePage table = MakeISO8859();
+  constexpr uint16_t k80to9F[32] = {
+      0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,  // 80-87
+      0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,       // 88-8F
+      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,  // 90-97
+      0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178,  // 98-9F
+  };
+  for (int i = 0; i < 32; ++i) table[0x80 + i] = k80to9F[i];
+  return table;
+}
+
+constexpr CodePage escapecharsISO8859 = MakeISO8859();
+constexpr CodePage escapecharsCP1252 = MakeCP1252();
+
+// The reverse of a code page: for each code point, the lowest byte that maps to it. So a code
+// point that several bytes share (U+0000 in Windows-1252) always gives the lowest byte.
+struct ReverseCodePage {
+  int16_t low[256];          // code points 0-255: byte or -1
+  uint16_t highPoints[256];  // code points above 255, with their bytes
+  uint8_t highBytes[256];
+  int highCount;
+
+  constexpr int Find(uint16_t unit) const {
+    if (unit < 256) return low[unit];
+    for (int i = 0; i < highCount; ++i) {
+      if (highPoints[i] == unit) return highBytes[i];
+    }
+    return -1;
+  }
+};
+
+constexpr ReverseCodePage MakeReverse(const CodePage& table) {
+  ReverseCodePage reverse{};
+  for (int16_t& b : reverse.low) b = -1;
+  for (int b = 0; b < 256; ++b) {
+    const uint16_t point = table[b];
+    if (reverse.Find(point) >= 0) continue;
+    if (point < 256) {
+      reverse.low[point] = static_cast<int16_t>(b);
+    } else {
+      reverse.highPoints[reverse.highCount] = point;
+      reverse.highBytes[reverse.highCount] = static_cast<uint8_t>(b);
+      ++reverse.highCount;
+    }
+  }
+  return reverse;
+}
+
+constexpr ReverseCodePage kFromUnicodeISO8859 = MakeReverse(escapecharsISO8859);
+constexpr ReverseCodePage kFromUnicodeCP1252 = MakeReverse(escapecharsCP1252);
+static_assert(kFromUnicodeCP1252.Find(0) == 0 && kFromUnicodeCP1252.Find(0x20AC) == 0x80);
+static_assert(kFromUnicodeISO8859.Find(0xFF) == 0xFF && kFromUnicodeISO8859.Find(0x100) == -1);
+
+// Unicode to single bytes, unit by unit over the UTF-16 form; units the code page lacks are
+// dropped. The result has no encoding (ASCII when it is pure ASCII).
+REALstringStruct* EncodingTo(REALstringStruct* s, const ReverseCodePage& reverse) {
+  rbText text(s);
+  const uint16_t* units = text.GetUTF16();
+  const int64_t count = text.LengthUTF16();
+  Handle output = allocateHandle(count <= INT64_MAX / 2 ? 2 * count : -1);
+  if (output == nullptr) return nullptr;
+  int64_t written = 0;
+  // Deliberately nothing for one or two units: applications have always seen an empty result.
+  if (count > 2) {
+    for (int64_t i = 0; i < count; ++i) {
+      const int byte = reverse.Find(units[i]);
+      if (byte < 0) continue;
+      if (written >= getHandleSize(output)) {
+        Handle grown = resizeHandle(output, written + 1025);
+        if (grown == nullptr) {
+          freeHandle(output);
+          return nullptr;
+        }
+        output = grown;
+      }
+      static_cast<uint8_t*>(lockHandle(output))[written++] = static_cast<uint8_t>(byte);
+    }
+  }
+  REALstringStruct* result = REALBuildUnicodeString(lockHandle(output), written, kEncodingNone);
+  unlockHandle(output);
+  freeHandle(output);
+  return result;
+}
+
+// Single bytes to Unicode: each byte of s (its encoding ignored) as the code page's character,
+// built from UTF-16 in host byte order.
+REALstringStruct* DecodingTo(REALstringStruct* s, const CodePage& table) {
+  rbData view(s);
+  const int64_t count = view.Size();
+  Handle output = allocateHandle(count <= INT64_MAX / 4 ? 2 * count : -1);
+  if (output == nullptr) return nullptr;
+  auto* units = static_cast<uint8_t*>(lockHandle(output));
+  const uint8_t* bytes = view.Data();
+  for (int64_t i = 0; i < count; ++i) {
+    const uint16_t unit = table[bytes[i]];
+    memcpy(units + 2 * i, &unit, sizeof unit);
+  }
+  REALstringStruct* result = REALBuildUnicodeString(units, 2 * count, kEncodingUTF16);
+  unlockHandle(output);
+  freeHandle(output);
+  return result;
+}
+
+}  // namespace
+
+REALstringStruct* EncodingToISO8859(REALstringStruct* s) { return EncodingTo(s, kFromUnicodeISO8859); }
+REALstringStruct* EncodingToCP1252(REALstringStruct* s) { return EncodingTo(s, kFromUnicodeCP1252); }
+REALstringStruct* DecodingToISO8859(REALstringStruct* s) { return DecodingTo(s, escapecharsISO8859); }
+REALstringStruct* DecodingToCP1252(REALstringStruct* s) { return DecodingTo(s, escapecharsCP1252); }
+
 REALstringStruct* RBUnicodeString(REALstringStruct* s) { return REALConvertString(s, kEncodingUTF16); }
 
 REALstringStruct* RBNativeString(REALstringStruct* s) { return REALConvertString(s, kEncodingUTF8); }
+
+std::string GetStringInUTF8(REALstringStruct* s) {
+  rbText text(s);
+  return std::string(text.GetUTF8());
+}
+
+// The buffer is the caller's own, so that writers on several threads may call it.
+std::string ToString(int value) {
+  char digits[20];
+  snprintf(digits, sizeof digits, "%d", value);
+  return std::string(digits);
+}
 
 }  // namespace zyl

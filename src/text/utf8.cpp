@@ -1,0 +1,223 @@
+// UTF-8 validation: the reference sequence test, the repair behind "CheckUTF8ZYL", the
+// valid-prefix scanner, and the ASCII tests behind "IsASCIIStringZYL".
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "plugin/builders.h"
+#include "plugin/memory.h"
+#include "text/text.h"
+
+namespace zyl {
+
+namespace {
+
+constexpr uint64_t kOnes = 0x0101010101010101ull;
+constexpr uint64_t kHighBits = 0x8080808080808080ull;
+
+uint64_t Load8(const uint8_t* p) {
+  uint64_t word;
+  memcpy(&word, p, sizeof word);
+  return word;
+}
+
+// Whether any byte of the word is below n (n at most 128) / above n (n at most 127).
+constexpr bool HasByteBelow(uint64_t word, uint64_t n) { return ((word - kOnes * n) & ~word & kHighBits) != 0; }
+constexpr bool HasByteAbove(uint64_t word, uint64_t n) { return (((word + kOnes * (127 - n)) | word) & kHighBits) != 0; }
+
+bool IsContinuation(uint8_t b) { return b >= 0x80 && b <= 0xBF; }
+
+// The length (2 to 4) of the well-formed multi-byte sequence starting at p, within available
+// bytes; 0 when the bytes there are not one (including a sequence cut off by the end).
+inline int WellFormedLength(const uint8_t* p, int64_t available) {
+  const uint8_t lead = p[0];
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  if (lead < 0xE0) return available >= 2 && IsContinuation(p[1]) ? 2 : 0;
+  uint8_t low = 0x80;
+  uint8_t high = 0xBF;
+  if (lead == 0xE0) low = 0xA0;
+  if (lead == 0xED) high = 0x9F;
+  if (lead == 0xF0) low = 0x90;
+  if (lead == 0xF4) high = 0x8F;
+  if (lead < 0xF0) {
+    return available >= 3 && p[1] >= low && p[1] <= high && IsContinuation(p[2]) ? 3 : 0;
+  }
+  return available >= 4 && p[1] >= low && p[1] <= high && IsContinuation(p[2]) && IsContinuation(p[3]) ? 4
+                                                                                                        : 0;
+}
+
+// Output of the repair: a handle of private memory that grows when placeholders outrun the
+// reservation. Throws std::bad_alloc when memory is short.
+class RepairBuffer {
+ public:
+  explicit RepairBuffer(int64_t capacity) : handle_(allocateHandle(capacity)), capacity_(capacity) {
+    if (handle_ == nullptr) throw std::bad_alloc();
+    bytes_ = static_cast<uint8_t*>(lockHandle(handle_));
+  }
+  ~RepairBuffer() { freeHandle(handle_); }
+  RepairBuffer(const RepairBuffer&) = delete;
+  RepairBuffer& operator=(const RepairBuffer&) = delete;
+
+  // Makes room for at least needed more bytes.
+  void Reserve(int64_t needed) {
+    if (capacity_ - length_ >= needed) return;
+    if (needed > INT64_MAX / 2 - capacity_) throw std::bad_alloc();
+    const int64_t grown = std::max(length_ + needed, capacity_ + capacity_ / 2);
+    Handle moved = resizeHandle(handle_, grown);
+    if (moved == nullptr) throw std::bad_alloc();
+    handle_ = moved;
+    capacity_ = grown;
+    bytes_ = static_cast<uint8_t*>(lockHandle(handle_));
+  }
+  void Append(const uint8_t* data, int64_t count) {
+    memcpy(bytes_ + length_, data, static_cast<size_t>(count));
+    length_ += count;
+  }
+  void AppendShort(const uint8_t* data, int count) {
+    for (int k = 0; k < count; ++k) bytes_[length_ + k] = data[k];
+    length_ += count;
+  }
+  const uint8_t* Bytes() const { return bytes_; }
+  int64_t Length() const { return length_; }
+
+ private:
+  Handle handle_;
+  int64_t capacity_;
+  uint8_t* bytes_ = nullptr;
+  int64_t length_ = 0;
+};
+
+// The repair shared by the three forms of "CheckUTF8ZYL". Valid bytes go out one for one, so
+// room for the rest of the input is kept at every step; only placeholders longer than one byte
+// make the buffer grow.
+REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruct* placeholder) {
+  if (input == nullptr || size < 1) return nullptr;
+  rbText placeholderText(placeholder);
+  const uint8_t* replacement = placeholderText.GetUTF8Bytes();
+  const int64_t replacementLength = placeholderText.LengthUTF8();
+  if (size > INT64_MAX - 4096) throw std::bad_alloc();
+  RepairBuffer out(size + 4096);
+
+  int64_t i = 0;
+  while (i < size) {
+    if (input[i] < 0x80) {
+      int64_t end = i + 1;
+      while (end + 8 <= size && (Load8(input + end) & kHighBits) == 0) end += 8;
+      while (end < size && input[end] < 0x80) ++end;
+      out.Append(input + i, end - i);
+      i = end;
+      continue;
+    }
+    const int sequence = WellFormedLength(input + i, size - i);
+    if (sequence > 0) {
+      out.AppendShort(input + i, sequence);
+      i += sequence;
+    } else if (replacementLength <= 1) {
+      out.AppendShort(replacement, static_cast<int>(replacementLength));
+      ++i;
+    } else {
+      out.Reserve(replacementLength + (size - i - 1));
+      out.Append(replacement, replacementLength);
+      ++i;
+    }
+  }
+  return REALBuildUnicodeString(out.Bytes(), out.Length(), kEncodingUTF8);
+}
+
+bool AllBytesIn(const rbData& view, uint8_t low, uint8_t high) {
+  const uint8_t* p = view.Data();
+  for (int64_t i = 0; i < view.Size(); ++i) {
+    if (p[i] < low || p[i] > high) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+// The reference converter's test; it trusts that length is the one the lead byte announces.
+bool IsLegalUTF8(const uint8_t* source, uint32_t length) {
+  if (length < 1 || length > 4) return false;
+  const uint8_t lead = source[0];
+  for (uint32_t k = length - 1; k >= 1; --k) {
+    const uint8_t b = source[k];
+    if (b < 0x80 || b > 0xBF) return false;
+    if (k == 1) {
+      if (lead == 0xE0 && b < 0xA0) return false;
+      if (lead == 0xED && b > 0x9F) return false;
+      if (lead == 0xF0 && b < 0x90) return false;
+      if (lead == 0xF4 && b > 0x8F) return false;
+    }
+  }
+  if (lead >= 0x80 && lead < 0xC2) return false;
+  return lead <= 0xF4;
+}
+
+int64_t CheckUTF8(const void* data, int64_t size) {
+  if (data == nullptr || size < 1) return 0;
+  const auto* p = static_cast<const uint8_t*>(data);
+  int64_t i = 0;
+  while (i < size) {
+    while (i + 8 <= size) {
+      const uint64_t word = Load8(p + i);
+      if (HasByteBelow(word, 0x20) || HasByteAbove(word, 0x7E)) break;
+      i += 8;
+    }
+    if (i >= size) break;
+    const uint8_t b = p[i];
+    if (b < 0x80) {
+      if (b == 9 || b == 10 || b == 13 || (b >= 32 && b <= 126)) {
+        ++i;
+        continue;
+      }
+      return i;
+    }
+    const int sequence = WellFormedLength(p + i, size - i);
+    if (sequence == 0) return i;
+    i += sequence;
+  }
+  return size;
+}
+
+bool IsSpaceOnly(const void* data, int64_t size) {
+  if (data == nullptr || size < 1) return true;
+  const auto* p = static_cast<const uint8_t*>(data);
+  for (int64_t i = 0; i < size; ++i) {
+    if (p[i] > 32) return false;
+  }
+  return true;
+}
+
+REALstringStruct* CheckUTF8p(void* data, int64_t size, REALstringStruct* placeholder) {
+  return RepairUTF8(static_cast<const uint8_t*>(data), size, placeholder);
+}
+
+REALstringStruct* CheckUTF8m(REALmemoryBlockStruct* block, REALstringStruct* placeholder) {
+  rbData view(block, 0, 0);
+  return RepairUTF8(view.Data(), view.Size(), placeholder);
+}
+
+REALstringStruct* CheckUTF8s(REALstringStruct* data, REALstringStruct* placeholder) {
+  rbData view(data);
+  return RepairUTF8(view.Data(), view.Size(), placeholder);
+}
+
+int8_t IsASCIIString1(REALstringStruct* s) { return IsASCIIString2(s, 0); }
+
+int8_t IsASCIIString2(REALstringStruct* s, int64_t mode) {
+  if (s == nullptr) return 1;
+  rbData view(s);
+  if (view.Empty()) return 0;  // deliberately false, unlike nil: existing callers expect it
+  switch (mode) {
+    case 0:
+      return IsASCIIText(view) ? 1 : 0;
+    case 1:
+      return AllBytesIn(view, 32, 127) ? 1 : 0;
+    case 2:
+      return AllBytesIn(view, 32, 255) ? 1 : 0;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace zyl
