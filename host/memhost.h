@@ -290,10 +290,10 @@ void Release(REALmemoryBlockStruct* block);
 // ---------------------------------------------------------------------------------------------
 // Styled text.
 
-// RunSpec: one style run's values. Read back from a host run, a nil string gives
+// RunStyle: one style run's values. Read back from a host run, a nil string gives
 // {"", kNoEncoding}; NewStyledText stores empty texts as real (empty) strings, so what goes in
 // comes back unchanged.
-struct RunSpec {
+struct RunStyle {
   std::string text;
   uint32_t encoding = kUTF8;
   std::string font;
@@ -303,7 +303,7 @@ struct RunSpec {
   bool bold = false;
   bool italic = false;
   bool underline = false;
-  bool operator==(const RunSpec&) const = default;
+  bool operator==(const RunStyle&) const = default;
 };
 
 // ParagraphSpan: a paragraph as the "Paragraph" objects describe it (0-based character offsets).
@@ -316,14 +316,14 @@ struct ParagraphSpan {
 
 // NewStyledText: a new "StyledText" (+1) holding the runs in order, then alignments[i] given to
 // paragraph i. Throws std::out_of_range when there are more alignments than paragraphs.
-REALobjectStruct* NewStyledText(const std::vector<RunSpec>& runs,
+REALobjectStruct* NewStyledText(const std::vector<RunStyle>& runs,
                                 const std::vector<int64_t>& alignments = {});
 // SetParagraphAlignment: as "ParagraphAlignment" does, but throws std::out_of_range for a bad
 // index instead of raising.
 void SetParagraphAlignment(REALobjectStruct* styledText, int64_t index, int64_t alignment);
 // StyleRuns / Paragraphs / StyledTextUTF8: what a styled text holds. Throw for anything that is
 // not a live StyledText; StyledTextUTF8 throws std::runtime_error for text it cannot convert.
-std::vector<RunSpec> StyleRuns(REALobjectStruct* styledText);
+std::vector<RunStyle> StyleRuns(REALobjectStruct* styledText);
 std::vector<ParagraphSpan> Paragraphs(REALobjectStruct* styledText);
 std::string StyledTextUTF8(REALobjectStruct* styledText);
 

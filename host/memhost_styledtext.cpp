@@ -209,12 +209,12 @@ namespace memhost {
 
 using namespace detail;
 
-REALobjectStruct* NewStyledText(const std::vector<RunSpec>& runs, const std::vector<int64_t>& alignments) {
+REALobjectStruct* NewStyledText(const std::vector<RunStyle>& runs, const std::vector<int64_t>& alignments) {
   ApiGuard g("NewStyledText");
   State& s = g.state();
   REALobjectStruct* object = MakeObject(s, ClassKind::StyledText);
   ObjectRecord& text = *s.objects.at(object);
-  for (const RunSpec& described : runs) {
+  for (const RunStyle& described : runs) {
     RunValues values;
     values.text = MakeString(s, described.text, described.encoding, Storage::Auto);
     values.font = MakeString(s, described.font, described.fontEncoding, Storage::Auto);
@@ -244,12 +244,12 @@ void SetParagraphAlignment(REALobjectStruct* styledText, int64_t index, int64_t 
   SetAlignment(text, static_cast<std::size_t>(index), alignment);
 }
 
-std::vector<RunSpec> StyleRuns(REALobjectStruct* styledText) {
+std::vector<RunStyle> StyleRuns(REALobjectStruct* styledText) {
   ApiGuard g("StyleRuns");
   State& s = g.state();
-  std::vector<RunSpec> out;
+  std::vector<RunStyle> out;
   for (const RunValues& run : RequireStyledText(s, styledText, "StyleRuns").runs) {
-    RunSpec described;
+    RunStyle described;
     const StringValue text = ValueOf(s, run.text);
     const StringValue font = ValueOf(s, run.font);
     described.text = text.bytes;

@@ -41,12 +41,12 @@ std::vector<memhost::ParagraphSpan> ParagraphsThroughEntries(REALobjectStruct* t
 
 struct ParagraphCase {
   const char* why;
-  std::vector<memhost::RunSpec> runs;
+  std::vector<memhost::RunStyle> runs;
   std::vector<memhost::ParagraphSpan> expected;
 };
 
-memhost::RunSpec Run(std::string text, uint32_t encoding = memhost::kUTF8) {
-  memhost::RunSpec r;
+memhost::RunStyle Run(std::string text, uint32_t encoding = memhost::kUTF8) {
+  memhost::RunStyle r;
   r.text = std::move(text);
   r.encoding = encoding;
   return r;
@@ -110,7 +110,7 @@ TEST_CASE("StyledText runs are copied in and out") {
   CHECK(setInteger(run.get(), "Size", 99) == 1);  // the text holds a copy
   append(text.get(), run.get());
 
-  const std::vector<memhost::RunSpec> runs = memhost::StyleRuns(text.get());
+  const std::vector<memhost::RunStyle> runs = memhost::StyleRuns(text.get());
   REQUIRE(runs.size() == 2);
   CHECK(runs[0].text == "Hello\r\n");
   CHECK(runs[0].font == "Helvetica");

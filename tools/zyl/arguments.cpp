@@ -274,7 +274,7 @@ CallValue ReadArgument(const CommandArgument& argument, const Parameter& paramet
       value.pointer = store.Keep(std::move(bytes));
       break;
     case ValueType::Object: {
-      memhost::RunSpec run;
+      memhost::RunStyle run;
       run.text = std::move(bytes);
       run.encoding = encoding;
       value.pointer = store.Keep(memhost::Object(memhost::NewStyledText({run})));

@@ -17,7 +17,7 @@ namespace zyltool {
 struct Outcome {
   CallValue result;
   std::optional<memhost::RaisedException> exception;
-  std::optional<std::vector<memhost::RunSpec>> runsAfter;
+  std::optional<std::vector<memhost::RunStyle>> runsAfter;
 };
 
 // Invoke: binds the arguments (see BindArguments), calls the entry's function through libffi,

@@ -166,10 +166,10 @@ std::string DescribeException(const memhost::RaisedException& exception) {
   return exception.className + " (ErrorNumber " + std::to_string(exception.errorNumber) + "): " + exception.message;
 }
 
-std::vector<std::string> DescribeRuns(const std::vector<memhost::RunSpec>& runs) {
+std::vector<std::string> DescribeRuns(const std::vector<memhost::RunStyle>& runs) {
   std::vector<std::string> lines;
   for (std::size_t i = 0; i < runs.size(); ++i) {
-    const memhost::RunSpec& run = runs[i];
+    const memhost::RunStyle& run = runs[i];
     std::string style = "font " + (run.font.empty() ? std::string("(none)") : run.font) +
                         ", size " + std::to_string(run.size) + ", colour " + Colour(run.colour);
     if (run.bold) style += ", bold";

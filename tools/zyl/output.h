@@ -43,7 +43,7 @@ std::string DescribeException(const memhost::RaisedException& exception);
 
 // DescribeRuns: the style runs of a StyledText, one line each:
 // "run 1: UTF-8, 4 bytes: bold  [font Arial, size 12, colour #FF0000, bold]".
-std::vector<std::string> DescribeRuns(const std::vector<memhost::RunSpec>& runs);
+std::vector<std::string> DescribeRuns(const std::vector<memhost::RunStyle>& runs);
 
 // Count: "1 method", "3 methods".
 std::string Count(std::size_t n, std::string_view one, std::string_view many);
