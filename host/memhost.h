@@ -118,6 +118,11 @@ void SetMemoryBlockConstructorRaises(bool raises);
 // Affects look-ups made after the call.
 void SetBooleanGarbage(bool on);
 
+// SetUnterminatedStringData: "PluginGetStringData" follows the data with four 0xFF bytes instead
+// of zero bytes, as a host that keeps no terminator does (the bytes are there, so reading them
+// is safe; relying on them is not).
+void SetUnterminatedStringData(bool on);
+
 // YieldCount: calls of "REALYieldToRB" in this session.
 uint64_t YieldCount();
 // ResolveCount: how often the resolver was asked for that name in this session.

@@ -273,6 +273,7 @@ struct State {
   bool inRuntime = false;
   bool hideAll = false;
   bool booleanGarbage = false;
+  bool unterminatedStringData = false;
   bool memoryBlockRaises = false;
   std::optional<int64_t> memoryBlockLimit;
   std::set<std::string, std::less<>> hiddenEntries;

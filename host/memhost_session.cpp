@@ -195,6 +195,10 @@ void SetMemoryBlockConstructorRaises(bool raises) {
 
 void SetBooleanGarbage(bool on) { ApiGuard("SetBooleanGarbage").state().booleanGarbage = on; }
 
+void SetUnterminatedStringData(bool on) {
+  ApiGuard("SetUnterminatedStringData").state().unterminatedStringData = on;
+}
+
 uint64_t YieldCount() { return ApiGuard("YieldCount").state().yields; }
 
 uint64_t ResolveCount(std::string_view name) {

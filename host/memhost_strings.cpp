@@ -171,9 +171,10 @@ int8_t GetStringData(REALstringStruct* handle, uint32_t encoding, StringDataReco
   if (r == nullptr) return 0;
   std::optional<std::string> converted = ConvertText(s->iconv, BytesOf(*r), r->encoding, encoding);
   if (!converted) return 0;
-  // Four zero bytes after the data: a terminating unit of any width.
+  // Four zero bytes after the data: a terminating unit of any width (or, on request, no terminator).
   auto buffer = std::make_unique<uint8_t[]>(converted->size() + 4);
   if (!converted->empty()) std::memcpy(buffer.get(), converted->data(), converted->size());
+  if (s->unterminatedStringData) std::memset(buffer.get() + converted->size(), 0xFF, 4);
   const uint64_t serial = s->nextSerial++;
   record->data = buffer.get();
   record->length = converted->size();

@@ -295,7 +295,9 @@ void rbText::Convert8Bit(Form form, uint32_t encoding) {
   if (asciiState_ == kIsASCII) return;  // SetTextIsASCIIOnly filled the form
   if (AskHost(form, encoding)) {
     const REALstringData& record = records_[form];
-    if (record.data != nullptr && record.length <= static_cast<uint64_t>(INT64_MAX - 8)) {
+    // An empty answer keeps pointing at EmptyBuffer: only data of at least one byte is checked
+    // for its terminator below, and a caller may always read one.
+    if (record.data != nullptr && record.length >= 1 && record.length <= static_cast<uint64_t>(INT64_MAX - 8)) {
       data_[form] = record.data;
       lengths_[form] = static_cast<int64_t>(record.length);
     }

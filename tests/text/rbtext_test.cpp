@@ -85,17 +85,23 @@ TEST_CASE("rbText serves every source encoding in every form, whatever is asked 
       {"empty UTF-16", "", memhost::kUTF16, "", u"", U"", ""},
       {"empty, no encoding", "", memhost::kNoEncoding, "", u"", U"", ""},
   };
-  for (const Expect& e : sources) {
-    for (bool wideFirst : {false, true}) {
-      CAPTURE(e.why);
-      String s(e.bytes, e.encoding);
-      zyl::rbText t(s.get());
-      CheckForms(t, e, wideFirst);
-      // Held while the text lives; text without an encoding through its ISO 8859-1 copy instead.
-      CHECK(memhost::RefCount(s.get()) == (e.encoding == memhost::kNoEncoding && e.bytes != e.ascii ? 1 : 2));
-      if (e.utf8) CHECK((t.GetUTF8Nil() == nullptr) == e.utf8->empty());
+  // Also from a host whose converted data carries no terminator: every form gets its own.
+  for (bool unterminated : {false, true}) {
+    memhost::SetUnterminatedStringData(unterminated);
+    for (const Expect& e : sources) {
+      for (bool wideFirst : {false, true}) {
+        CAPTURE(e.why);
+        CAPTURE(unterminated);
+        String s(e.bytes, e.encoding);
+        zyl::rbText t(s.get());
+        CheckForms(t, e, wideFirst);
+        // Held while the text lives; text without an encoding through its ISO 8859-1 copy instead.
+        CHECK(memhost::RefCount(s.get()) == (e.encoding == memhost::kNoEncoding && e.bytes != e.ascii ? 1 : 2));
+        if (e.utf8) CHECK((t.GetUTF8Nil() == nullptr) == e.utf8->empty());
+      }
     }
   }
+  memhost::SetUnterminatedStringData(false);
   zyl::rbText nil(nullptr);
   CheckForms(nil, {"nil", "", 0, "", u"", U"", ""}, false);
   CHECK(nil.GetUTF8Nil() == nullptr);
@@ -188,4 +194,20 @@ TEST_CASE("LogMessage with a host string writes the handle and the text") {
   snprintf(value, sizeof value, "ZYL Debug: Value %p: h\xC3\xA9", static_cast<void*>(s.get()));
   snprintf(nil, sizeof nil, "ZYL Debug: Nil %p: ", static_cast<void*>(nullptr));
   CHECK(log.Lines() == std::vector<std::string>{value, nil});
+}
+
+TEST_CASE("rbText copies host data that lacks its terminator, and says so when debugging") {
+  zyltest::PluginHost host;
+  memhost::SetUnterminatedStringData(true);
+  DebugLog log;
+  String latin1("\xE9t\xE9", memhost::kISOLatin1);
+  zyl::rbText t(latin1.get());
+  CHECK(Form(t.GetUTF8(), t.LengthUTF8()) == "\xC3\xA9t\xC3\xA9");
+  CHECK(Form(t.GetUTF16(), t.LengthUTF16()) == u"\u00E9t\u00E9");
+  CHECK(log.Count("String is not zero terminated. Fixed.") == 2);
+  String empty("", memhost::kUTF16);
+  zyl::rbText none(empty.get());
+  CHECK(Form(none.GetUTF8(), none.LengthUTF8()).empty());  // an empty answer needs no copy
+  CHECK(log.Count("String is not zero terminated. Fixed.") == 2);
+  memhost::SetUnterminatedStringData(false);
 }
