@@ -429,23 +429,33 @@ void rbText::ConvertUTF32Internal() {
   lengths_[kUTF32] = static_cast<int64_t>(record.length / 4);
 }
 
-// Byte-order marks U+FEFF and U+FFFE are left out wherever they stand; so are encoded
-// surrogates. Illegal input ends the form early; what was converted stays.
-void rbText::ConvertUTF16_viaUTF8() {
-  LogIfDebugging("Try UTF8 to UTF16 conversion...");
+// The UTF-8 form decoded into a new buffer of (UTF-8 length + spare) units for form: write(out,
+// written, code point) stores each code point. Illegal input ends the form early; what was
+// converted stays. An earlier buffer of the form is freed afterwards.
+template <typename Unit, typename Write>
+void rbText::ConvertFromUTF8(Form form, int64_t spare, Write write) {
   const int64_t inLength = LengthUTF8();
   const uint8_t* in = GetUTF8Bytes();
-  SetEmptyForm(kUTF16);
+  SetEmptyForm(form);
   if (inLength < 1) return;
-  void* detached = owned_[kUTF16];
-  owned_[kUTF16] = nullptr;
-  auto* out = static_cast<uint16_t*>(AllocateUnits(inLength + 8, 2, 0));
-  if (out == nullptr) {
-    FreeMemoryNow(detached);
-    return;
+  void* detached = owned_[form];
+  owned_[form] = nullptr;
+  auto* out = static_cast<Unit*>(AllocateUnits(inLength + spare, sizeof(Unit), 0));
+  if (out != nullptr) {
+    int64_t written = 0;
+    WalkUTF8(in, inLength, [&](uint32_t c) { write(out, written, c); });
+    out[written] = 0;
+    AdoptBuffer(form, out, written);
+    error_ = false;
   }
-  int64_t written = 0;
-  WalkUTF8(in, inLength, [&](uint32_t c) {
+  FreeMemoryNow(detached);
+}
+
+// Byte-order marks U+FEFF and U+FFFE are left out wherever they stand; so are encoded
+// surrogates.
+void rbText::ConvertUTF16_viaUTF8() {
+  LogIfDebugging("Try UTF8 to UTF16 conversion...");
+  ConvertFromUTF8<uint16_t>(kUTF16, 8, [](uint16_t* out, int64_t& written, uint32_t c) {
     if (c == 0xFEFF || c == 0xFFFE || (c >= 0xD800 && c <= 0xDFFF)) return;
     if (c < 0x10000) {
       out[written++] = static_cast<uint16_t>(c);
@@ -456,33 +466,14 @@ void rbText::ConvertUTF16_viaUTF8() {
       out[written++] = 0xFFFD;
     }
   });
-  out[written] = 0;
-  AdoptBuffer(kUTF16, out, written);
-  error_ = false;
-  FreeMemoryNow(detached);
 }
 
+// Every code point but the two marks, unchecked.
 void rbText::ConvertUTF32_viaUTF8() {
   LogIfDebugging("Try UTF8 to UTF32 conversion...");
-  const int64_t inLength = LengthUTF8();
-  const uint8_t* in = GetUTF8Bytes();
-  SetEmptyForm(kUTF32);
-  if (inLength < 1) return;
-  void* detached = owned_[kUTF32];
-  owned_[kUTF32] = nullptr;
-  auto* out = static_cast<uint32_t*>(AllocateUnits(inLength + 4, 4, 0));
-  if (out == nullptr) {
-    FreeMemoryNow(detached);
-    return;
-  }
-  int64_t written = 0;
-  WalkUTF8(in, inLength, [&](uint32_t c) {
+  ConvertFromUTF8<uint32_t>(kUTF32, 4, [](uint32_t* out, int64_t& written, uint32_t c) {
     if (c != 0xFEFF && c != 0xFFFE) out[written++] = c;
   });
-  out[written] = 0;
-  AdoptBuffer(kUTF32, out, written);
-  error_ = false;
-  FreeMemoryNow(detached);
 }
 
 // Pairs surrogates. A high surrogate not followed by a low one is dropped with the unit after
