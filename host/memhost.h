@@ -145,6 +145,11 @@ std::size_t OpenStringData();
 const std::vector<std::string>& Problems();
 void ClearProblems();
 
+// Leftovers: one line for each kind of value the session still holds (live strings, objects,
+// arrays, undisposed string-data records) and one for each problem; empty when a run gave back
+// everything it was handed.
+std::vector<std::string> Leftovers();
+
 // ---------------------------------------------------------------------------------------------
 // Strings.
 

@@ -216,4 +216,17 @@ const std::vector<std::string>& Problems() { return ApiGuard("Problems").state()
 
 void ClearProblems() { ApiGuard("ClearProblems").state().problems.clear(); }
 
+std::vector<std::string> Leftovers() {
+  std::vector<std::string> leftovers;
+  const auto count = [&](std::size_t n, const char* what) {
+    if (n != 0) leftovers.push_back(std::string(what) + ": " + std::to_string(n));
+  };
+  count(LiveStrings(), "host strings still held");
+  count(LiveObjects(), "host objects still held");
+  count(LiveArrays(), "host arrays not released");
+  count(OpenStringData(), "string-data records not disposed");
+  for (const std::string& problem : Problems()) leftovers.push_back("host problem: " + problem);
+  return leftovers;
+}
+
 }  // namespace memhost

@@ -14,11 +14,7 @@ namespace {
 // What every test must leave behind: nothing it was handed still held, nothing released twice,
 // no raised exception left unread.
 void CheckHostIsClean() {
-  CHECK_MESSAGE(memhost::LiveStrings() == 0, "host strings still held");
-  CHECK_MESSAGE(memhost::LiveObjects() == 0, "host objects still held");
-  CHECK_MESSAGE(memhost::LiveArrays() == 0, "host arrays still held");
-  CHECK_MESSAGE(memhost::OpenStringData() == 0, "string-data records not disposed");
-  for (const std::string& problem : memhost::Problems()) FAIL_CHECK("host problem: " << problem);
+  for (const std::string& leftover : memhost::Leftovers()) FAIL_CHECK(leftover);
   const auto pending = memhost::TakeException();
   CHECK_MESSAGE(!pending.has_value(), "unread exception: " << (pending ? pending->message : ""));
 }

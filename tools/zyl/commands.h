@@ -35,7 +35,7 @@ int RunCall(const Options& options, const std::vector<std::string>& words);
 // the library registers; rows whose method is not registered are skipped.
 int RunDemo(const Options& options);
 
-// FinishRun: the status of a run after checking the host session: leftovers (HostLeftovers) are
+// FinishRun: the status of a run after checking the host session: leftovers (memhost::Leftovers) are
 // printed on standard error and turn a successful status into kExitFailure.
 int FinishRun(int status);
 

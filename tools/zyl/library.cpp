@@ -104,17 +104,4 @@ bool SwitchDebugging(bool on) {
   return true;
 }
 
-std::vector<std::string> HostLeftovers() {
-  std::vector<std::string> leftovers;
-  auto count = [&](std::size_t n, const char* what) {
-    if (n != 0) leftovers.push_back(std::string(what) + ": " + std::to_string(n));
-  };
-  count(memhost::LiveStrings(), "host strings still held");
-  count(memhost::LiveObjects(), "host objects still held");
-  count(memhost::LiveArrays(), "host arrays not released");
-  count(memhost::OpenStringData(), "string-data records not disposed");
-  for (const std::string& problem : memhost::Problems()) leftovers.push_back("host problem: " + problem);
-  return leftovers;
-}
-
 }  // namespace zyltool

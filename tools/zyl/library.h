@@ -53,9 +53,4 @@ std::string VersionText(double version);
 // registered no such property (as on the direct route).
 bool SwitchDebugging(bool on);
 
-// HostLeftovers: what the session still holds after a run that should have given everything
-// back: live strings, objects, arrays, open string-data records, and the host's Problems().
-// Empty for a clean run.
-std::vector<std::string> HostLeftovers();
-
 }  // namespace zyltool

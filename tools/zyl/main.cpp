@@ -163,7 +163,7 @@ int Run(const std::vector<std::string>& args) {
 }  // namespace
 
 int FinishRun(int status) {
-  const std::vector<std::string> leftovers = HostLeftovers();
+  const std::vector<std::string> leftovers = memhost::Leftovers();
   for (const std::string& leftover : leftovers) std::cerr << "zyl: after the run: " << leftover << "\n";
   return leftovers.empty() || status != kExitSuccess ? status : kExitFailure;
 }
