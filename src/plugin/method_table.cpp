@@ -6,7 +6,11 @@
 #include "plugin/guard.h"
 #include "plugin/log.h"
 #include "plugin/registration.h"
+#include "codecs/codecs.h"
+#include "rtf/rtf.h"
+#include "strings/strings.h"
 #include "text/text.h"
+#include "unicode/unicode.h"
 
 #define ZYL_METHOD(fn) reinterpret_cast<void*>(&::zyl::Guard<&fn>::Call)
 #define ZYL_PENDING nullptr
