@@ -116,7 +116,12 @@ std::vector<std::string> DescribeResult(const CallValue& result, bool hex) {
       const auto elements = memhost::ArrayElements(static_cast<_REALarrayString*>(result.pointer));
       std::vector<std::string> lines{"string() with " + Count(elements.size(), "element", "elements")};
       for (std::size_t i = 0; i < elements.size(); ++i) {
-        lines.push_back("[" + std::to_string(i) + "] " + DescribeBytes(elements[i].bytes, elements[i].encoding, hex));
+        // Appended piece by piece: GCC 12 reports a false -Wrestrict for "[" + std::to_string(i) in Release.
+        std::string line = "[";
+        line += std::to_string(i);
+        line += "] ";
+        line += DescribeBytes(elements[i].bytes, elements[i].encoding, hex);
+        lines.push_back(std::move(line));
       }
       return lines;
     }
