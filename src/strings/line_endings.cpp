@@ -111,6 +111,7 @@ REALstringStruct* ReplaceLineEndingsZYL_binary(REALstringStruct* text, REALstrin
 }
 
 REALstringStruct* ReplaceLineEndingsZYL(REALstringStruct* text, REALstringStruct* newLine, int8_t yield) {
+  if (text == nullptr) return nullptr;  // what the builder gives for no bytes
   const uint32_t encoding = REALGetStringEncoding(text);
   if (IsWideUnicode(encoding)) return ReplaceLineEndingsZYL_text(text, newLine, yield);
   return ReplaceLineEndingsZYL_binary(text, newLine, encoding, yield);

@@ -171,8 +171,11 @@ int64_t StrCompBytesZYL(REALstringStruct* a, REALstringStruct* b) {
 
 // Reading the terminators along (length + 1 bytes, or length b + 2 when a is the shorter UTF-8
 // form) reads nothing but zeros past either text, so every variant is the zero-padded comparison.
+// A nil string counts as one without encoding; the host is never asked about nil.
 int64_t StrCompCharsZYL(REALstringStruct* a, REALstringStruct* b) {
-  if (REALGetStringEncoding(a) == REALGetStringEncoding(b)) {
+  const uint32_t aEncoding = a != nullptr ? REALGetStringEncoding(a) : kEncodingNone;
+  const uint32_t bEncoding = b != nullptr ? REALGetStringEncoding(b) : kEncodingNone;
+  if (aEncoding == bEncoding) {
     rbData left(a), right(b);
     if (left.Data() == nullptr || right.Data() == nullptr) return -1;
     return CompareZeroPadded(left.Data(), left.Size(), right.Data(), right.Size());
