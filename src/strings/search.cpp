@@ -54,7 +54,43 @@ int64_t CompareZeroPadded(const uint8_t* a, int64_t aLength, const uint8_t* b, i
   return 0;
 }
 
+constexpr uint64_t kOnes = 0x0101010101010101;
+constexpr uint64_t kHighBits = kOnes * 0x80;
+
+uint64_t Load8(const uint8_t* p) {
+  uint64_t word;
+  memcpy(&word, p, sizeof word);
+  return word;
+}
+
+// How many of the size bytes equal value: eight bytes at a time, each lane of a counter word
+// collecting its hits for at most 255 words before the lanes are summed.
+int64_t CountByte(const uint8_t* data, int64_t size, uint8_t value) {
+  const uint64_t pattern = kOnes * value, low7 = ~kHighBits;
+  int64_t count = 0, i = 0;
+  while (size - i >= 8) {
+    uint64_t lanes = 0;
+    for (int words = 0; words < 255 && size - i >= 8; ++words, i += 8) {
+      const uint64_t diff = Load8(data + i) ^ pattern;             // zero lanes are hits
+      const uint64_t nonZero = ((diff & low7) + low7) | diff;      // high bit set in non-zero lanes
+      lanes += (~nonZero & kHighBits) >> 7;
+    }
+    const uint64_t pairs = (lanes & 0x00FF00FF00FF00FF) + ((lanes >> 8) & 0x00FF00FF00FF00FF);
+    count += static_cast<int64_t>((pairs * 0x0001000100010001) >> 48);
+  }
+  for (; i < size; ++i) count += data[i] == value ? 1 : 0;
+  return count;
+}
+
 uint8_t FoldASCII(uint8_t c) { return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c; }
+
+// FoldASCII on eight bytes at once: lanes from 'A' to 'Z' get bit 0x20.
+uint64_t FoldASCII8(uint64_t word) {
+  const uint64_t heptets = word & ~kHighBits;
+  const uint64_t atLeastA = heptets + kOnes * (0x80 - 'A');
+  const uint64_t aboveZ = heptets + kOnes * (0x80 - 'Z' - 1);
+  return word | ((atLeastA & ~aboveZ & ~word & kHighBits) >> 2);
+}
 
 // Case-insensitive search of one word in one text (ASCII letters fold, every other byte is
 // exact), by the C library's memmem over folded copies. The text is folded lazily in growing
@@ -97,7 +133,12 @@ class FoldedSearch {
   void Extend(int64_t from) {
     chunk_ = std::max({chunk_ * 2, wordLength_ * 2, int64_t{1} << 16});
     const int64_t end = std::min(length_, std::max(foldedEnd_, from) + chunk_);
-    for (int64_t i = foldedEnd_; i < end; ++i) folded_[i] = FoldASCII(text_[i]);
+    int64_t i = foldedEnd_;
+    for (; end - i >= 8; i += 8) {
+      const uint64_t word = FoldASCII8(Load8(text_ + i));
+      memcpy(folded_.get() + i, &word, sizeof word);
+    }
+    for (; i < end; ++i) folded_[i] = FoldASCII(text_[i]);
     foldedEnd_ = end;
   }
 
@@ -193,7 +234,7 @@ int64_t CountOccurancesZYL(REALstringStruct* s, REALstringStruct* find) {
   const uint8_t* data = haystack.Data();
   int64_t count = 0;
   if (findSize == 1) {
-    count = std::count(data, data + size, needle.Data()[0]);
+    count = CountByte(data, size, needle.Data()[0]);
   } else {
     // memmem finds the leftmost occurrence; the next search starts behind it, so none overlap.
     for (int64_t at = 0; size - at >= findSize; ++count) {

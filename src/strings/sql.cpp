@@ -1,4 +1,5 @@
 // SQL helpers: "SQLReplaceBooleanZYL" and "DecodingFromMySQLZYL".
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -11,7 +12,15 @@ namespace zyl {
 
 namespace {
 
-bool IsSQLSeparator(uint8_t c) { return c <= 32 || c == '(' || c == ')' || c == ',' || c == ';'; }
+// Bytes 0 to 32 and ( ) , ; separate words.
+constexpr auto kSeparators = [] {
+  std::array<bool, 256> table{};
+  for (int c = 0; c <= 32; ++c) table[c] = true;
+  for (uint8_t c : {'(', ')', ',', ';'}) table[c] = true;
+  return table;
+}();
+
+bool IsSQLSeparator(uint8_t c) { return kSeparators[c]; }
 
 // Whether the bytes at text spell keyword (upper case), compared with bit 0x20 cleared.
 bool SpellsKeyword(const uint8_t* text, const char* keyword, size_t length) {
@@ -46,8 +55,8 @@ REALstringStruct* SQLReplaceBooleanZYL(REALstringStruct* sql) {
   rbText text(sql);
   const uint8_t* in = text.GetUTF8Bytes();
   const int64_t length = text.LengthUTF8();
-  std::string out;
-  out.reserve(static_cast<size_t>(length) + 10);
+  std::string buffer(static_cast<size_t>(length) + 10, '\0');
+  char* out = buffer.data();
   bool inSingle = false, inDouble = false;
   int64_t wordLength = 0;
   // The result ends at its first zero byte, so the walk stops there.
@@ -56,7 +65,7 @@ REALstringStruct* SQLReplaceBooleanZYL(REALstringStruct* sql) {
     if (c == '\'' && !inDouble) inSingle = !inSingle;
     if (c == '"' && !inSingle) inDouble = !inDouble;
     if (IsSQLSeparator(c)) {
-      out += static_cast<char>(c);
+      *out++ = static_cast<char>(c);
       wordLength = 0;
       ++i;
       continue;
@@ -64,25 +73,25 @@ REALstringStruct* SQLReplaceBooleanZYL(REALstringStruct* sql) {
     // Deliberately only when six bytes remain from here (i + 5 inside the text): a keyword that
     // closes the text stays as it is.
     if (wordLength == 0 && !inSingle && !inDouble && i + 5 < length) {
-      int64_t skip = 0;
       if (SpellsKeyword(in + i, "FALSE", 5) && IsSQLSeparator(in[i + 5])) {
-        out += '0';
-        skip = 5;
-      } else if (SpellsKeyword(in + i, "TRUE", 4) && IsSQLSeparator(in[i + 4])) {
-        out += '1';
-        skip = 4;
-      }
-      if (skip > 0) {
+        *out++ = '0';
         wordLength = 1;
-        i += skip;
+        i += 5;
+        continue;
+      }
+      if (SpellsKeyword(in + i, "TRUE", 4) && IsSQLSeparator(in[i + 4])) {
+        *out++ = '1';
+        wordLength = 1;
+        i += 4;
         continue;
       }
     }
-    out += static_cast<char>(c);
+    *out++ = static_cast<char>(c);
     ++wordLength;
     ++i;
   }
-  return CString2RB(out.c_str(), kEncodingUTF8);
+  *out = '\0';
+  return CString2RB(buffer.data(), kEncodingUTF8);
 }
 
 REALstringStruct* DecodingFromMySQL(REALstringStruct* s) {
