@@ -1,15 +1,10 @@
 // Throughput of the byte searches and comparisons, the line-ending replacement and the SQL helpers
 // on 1 MiB inputs, next to memcpy of the same buffer.
 // Run: build/native/tests/benchmarks/zyl_strings_search_benchmark
-#include <benchmark/benchmark.h>
-#include <memhost.h>
-
-#include <cstring>
 #include <string>
 
-#include "plugin/registration.h"
+#include "benchmarks/benchmark_host.h"
 #include "strings/strings.h"
-#include "text/text.h"
 
 namespace {
 
@@ -27,18 +22,8 @@ const std::string& Text() {  // ASCII prose, CR LF line endings
   return text;
 }
 
-// One host session with the plug-in loaded, shared by every benchmark.
-struct Loaded {
-  memhost::Session session{2024.0};
-  Loaded() { REALPluginMain(memhost::Resolve); }
-};
-Loaded& Host() {
-  static Loaded loaded;
-  return loaded;
-}
-
 memhost::String HostString(const std::string& bytes, uint32_t encoding = memhost::kUTF8) {
-  Host();
+  zylbench::LoadPlugin();
   return memhost::String(bytes, encoding, memhost::Storage::External);
 }
 
@@ -58,16 +43,7 @@ void RunString(benchmark::State& state, Call call) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kSize));
 }
 
-void BM_memcpy(benchmark::State& state) {
-  const std::string& in = Text();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, Text()); }
 
 // No hit anywhere: every search reads the whole input.
 void BM_InStrBytes_1byte(benchmark::State& state) {

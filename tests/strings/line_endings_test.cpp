@@ -7,10 +7,12 @@
 #include <string>
 
 #include "strings/line_endings.h"
+#include "strings/string_args.h"
 #include "support/plugin_host.h"
 #include "text/text_test_support.h"
 
 using memhost::String;
+using namespace stringtest;
 using namespace std::string_literals;
 
 namespace {
@@ -18,14 +20,6 @@ namespace {
 constexpr const char* kReplace =
     "ReplaceLineEndingsZYL(Text as String, NewLine as String, yield as boolean = false) as String";
 
-struct Arg {
-  std::string bytes;
-  uint32_t encoding = memhost::kUTF8;
-  bool nil = false;
-};
-const Arg kNilArg{"", memhost::kUTF8, true};
-
-String Make(const Arg& a) { return a.nil ? String() : String(a.bytes, a.encoding); }
 
 memhost::StringValue Replace(const Arg& text, const Arg& newLine, bool yield) {
   String t = Make(text), n = Make(newLine);

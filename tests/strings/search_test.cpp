@@ -8,10 +8,12 @@
 
 #include "plugin/log.h"
 #include "strings/strings.h"
+#include "strings/string_args.h"
 #include "support/plugin_host.h"
 #include "text/text_test_support.h"
 
 using memhost::String;
+using namespace stringtest;
 using namespace std::string_literals;
 
 namespace {
@@ -41,15 +43,6 @@ constexpr const char* kWholeWord = "ContainsWholeWordZYL(Text as String, Word as
 
 REALstringStruct* const kNil = nullptr;
 
-// A test string: bytes and encoding, or nil.
-struct Arg {
-  std::string bytes;
-  uint32_t encoding = memhost::kUTF8;
-  bool nil = false;
-};
-const Arg kNilArg{"", memhost::kUTF8, true};
-
-String Make(const Arg& a) { return a.nil ? String() : String(a.bytes, a.encoding); }
 
 int64_t Integer2(const char* declaration, const Arg& a, const Arg& b) {
   String x = Make(a), y = Make(b);
