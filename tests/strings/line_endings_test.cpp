@@ -85,6 +85,8 @@ TEST_CASE("ReplaceLineEndingsZYL replaces every kind of line ending on both path
        memhost::kUTF8},
       {"UTF-32BE too, with a UTF-16 NewLine", {texttest::Wide(U"a\rb", true), memhost::kUTF32BE},
        {texttest::Wide(u"\r\n"), memhost::kUTF16}, "a\r\nb", memhost::kUTF8},
+      {"pure ASCII 8-bit text comes back tagged ASCII, as the builder tags it", {"ab\r", memhost::kISOLatin1}, lf,
+       "ab\n", memhost::kASCII},
       {"without endings the text comes back equal", {"h\xC3\xA9llo"}, lf, "h\xC3\xA9llo", memhost::kUTF8},
       {"zero bytes are copied", {"a\0\r\0"s}, lf, "a\0\n\0"s, memhost::kUTF8},
       {"an empty NewLine removes the endings", {"a\r\nb\n"}, {""}, "ab", memhost::kUTF8},

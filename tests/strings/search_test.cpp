@@ -129,13 +129,6 @@ struct DebugLog {
 
 }  // namespace
 
-TEST_CASE("IsWordChar accepts the ASCII letters only") {
-  for (int c = -1; c < 300; ++c) {
-    CAPTURE(c);
-    CHECK(zyl::IsWordChar(c) == ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')));
-  }
-}
-
 TEST_CASE("InStrBytesZYL and InStrByteRangeZYL find the first byte of a set") {
   zyltest::PluginHost host;
   struct Case {
@@ -158,26 +151,14 @@ TEST_CASE("InStrBytesZYL and InStrByteRangeZYL find the first byte of a set") {
     CHECK(Integer2(kInStrBytes, c.target, c.find) == c.expected);
   }
 
-  String abc1("abc1", memhost::kUTF8), high("ab\xC8", memhost::kISOLatin1);
+  // The Part's examples and the bounds no random test draws; the differential test does the rest.
+  String abc1("abc1", memhost::kUTF8), high("ab\xC8", memhost::kISOLatin1), bang("!", memhost::kUTF8);
   CHECK(memhost::Call<int64_t>(kRange1, abc1.get(), int64_t{48}, int64_t{57}) == 4);
   CHECK(memhost::Call<int64_t>(kRange1, high.get(), int64_t{128}, int64_t{255}) == 3);
-  CHECK(memhost::Call<int64_t>(kRange1, abc1.get(), int64_t{57}, int64_t{48}) == 0);  // start above end
-  CHECK(memhost::Call<int64_t>(kRange1, abc1.get(), int64_t{-5}, int64_t{300}) == 1);
-  CHECK(memhost::Call<int64_t>(kRange1, high.get(), int64_t{256}, int64_t{1000}) == 0);
   CHECK(memhost::Call<int64_t>(kRange1, high.get(), INT64_MIN, INT64_MAX) == 1);
   CHECK(memhost::Call<int64_t>(kRange1, kNil, int64_t{0}, int64_t{255}) == 0);
-  CHECK(memhost::Call<int64_t>(kRange2, abc1.get(), int64_t{48}, int64_t{57}, int64_t{99}, int64_t{99}) == 3);
-  CHECK(memhost::Call<int64_t>(kRange3, abc1.get(), int64_t{1}, int64_t{0}, int64_t{1}, int64_t{0}, int64_t{98},
-                               int64_t{200}) == 2);
-  String bang("xyz!", memhost::kUTF8);
-  CHECK(memhost::Call<int64_t>(kRange1B, bang.get(), bang.get(), int64_t{200}, int64_t{100}) == 1);
-  String exclamation("!", memhost::kUTF8);
-  CHECK(memhost::Call<int64_t>(kRange1B, bang.get(), exclamation.get(), int64_t{97}, int64_t{98}) == 4);
-  CHECK(memhost::Call<int64_t>(kRange1B, bang.get(), kNil, int64_t{97}, int64_t{98}) == 0);
-  CHECK(memhost::Call<int64_t>(kRange2B, bang.get(), exclamation.get(), int64_t{0}, int64_t{0}, int64_t{121},
-                               int64_t{122}) == 2);
-  CHECK(memhost::Call<int64_t>(kRange3B, bang.get(), exclamation.get(), int64_t{0}, int64_t{0}, int64_t{1},
-                               int64_t{1}, int64_t{120}, int64_t{120}) == 1);
+  CHECK(memhost::Call<int64_t>(kRange1B, abc1.get(), kNil, int64_t{49}, int64_t{49}) == 4);
+  CHECK(memhost::Call<int64_t>(kRange1B, kNil, bang.get(), int64_t{0}, int64_t{255}) == 0);
 }
 
 TEST_CASE("The byte searches agree with a plain loop on random bytes") {
@@ -205,6 +186,8 @@ TEST_CASE("The byte searches agree with a plain loop on random bytes") {
           ReferenceFirstIn(target, "", {r1, r2, r3}));
     CHECK(memhost::Call<int64_t>(kRange1B, t.get(), f.get(), r1.first, r1.last) ==
           ReferenceFirstIn(target, find, {r1}));
+    CHECK(memhost::Call<int64_t>(kRange2B, t.get(), f.get(), r1.first, r1.last, r2.first, r2.last) ==
+          ReferenceFirstIn(target, find, {r1, r2}));
     CHECK(memhost::Call<int64_t>(kRange3B, t.get(), f.get(), r1.first, r1.last, r2.first, r2.last, r3.first,
                                  r3.last) == ReferenceFirstIn(target, find, {r1, r2, r3}));
   }
@@ -368,9 +351,8 @@ TEST_CASE("ContainsWholeWordZYL agrees with a plain loop, also across long texts
   for (int i = 0; i < 60000; ++i) many += "xA";
   const std::string longWord(70000, 'q');
   const std::vector<std::pair<std::string, std::string>> long_cases = {
-      {many + " a", "a"},     {many + " a!", "ax A"}, {many, "a"},
-      {many + " ax A", "ax a"}, {std::string(100000, 'Q') + " " + longWord + "Q " + longWord + " ", longWord},
-      {std::string(65530, '-') + "Hit", "hit"}, {std::string(65530, '-') + "Hit-", "hIt"},
+      {many + " a", "a"}, {many + " ax A", "ax a"}, {many, "a"},
+      {std::string(100000, 'Q') + " " + longWord + "Q " + longWord + " ", longWord},
   };
   for (const auto& [text, word] : long_cases) {
     CAPTURE(text.size());
