@@ -151,7 +151,7 @@ TEST_CASE("InStrBytesZYL and InStrByteRangeZYL find the first byte of a set") {
     CHECK(Integer2(kInStrBytes, c.target, c.find) == c.expected);
   }
 
-  // The Part's examples and the bounds no random test draws; the differential test does the rest.
+  // Known answers and the bounds no random test draws; the differential test does the rest.
   String abc1("abc1", memhost::kUTF8), high("ab\xC8", memhost::kISOLatin1), bang("!", memhost::kUTF8);
   CHECK(memhost::Call<int64_t>(kRange1, abc1.get(), int64_t{48}, int64_t{57}) == 4);
   CHECK(memhost::Call<int64_t>(kRange1, high.get(), int64_t{128}, int64_t{255}) == 3);
