@@ -25,13 +25,13 @@ constexpr REALmethodDefinition Row(const char* declaration, void* function) {
 
 REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("ReplaceLineEndingsZYL(Text as String, NewLine as String, yield as boolean = false) as String",
-        ZYL_PENDING /* ReplaceLineEndingsZYL */),  // 1
+        ZYL_METHOD(ReplaceLineEndingsZYL)),  // 1
     Row("HasPrefixZYL(Text as String, Prefix as String) as boolean",
-        ZYL_PENDING /* HasPrefixZYL */),  // 2
+        ZYL_METHOD(HasPrefixZYL)),  // 2
     Row("HasPostfixZYL(Text as String, Prefix as String) as boolean",
-        ZYL_PENDING /* HasPostfixZYL */),  // 3
+        ZYL_METHOD(HasPostfixZYL)),  // 3
     Row("ContainsWholeWordZYL(Text as String, Word as String) as boolean",
-        ZYL_PENDING /* ContainsWholeWordZYL */),  // 4
+        ZYL_METHOD(ContainsWholeWordZYL)),  // 4
     Row("GetStringsFromDataZYL(data as ptr, size as Integer, MinLength as Integer = 0) as string()",
         ZYL_PENDING /* GetStringsZYLp */),  // 5
     Row("GetStringsFromDataZYL(data as MemoryBlock, MinLength as Integer = 0) as string()",
@@ -63,11 +63,11 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("CreateStringZYL(Length as integer, Content as String) as string",
         ZYL_PENDING /* CreateStringZYL */),  // 19
     Row("StrCompBytesZYL(a as string, b as string) as integer",
-        ZYL_PENDING /* StrCompBytesZYL */),  // 20
+        ZYL_METHOD(StrCompBytesZYL)),  // 20
     Row("StrCompCharactersZYL(a as string, b as string) as integer",
-        ZYL_PENDING /* StrCompCharsZYL */),  // 21
+        ZYL_METHOD(StrCompCharsZYL)),  // 21
     Row("CountOccurancesZYL(s as string, find as string) as integer",
-        ZYL_PENDING /* CountOccurancesZYL */),  // 22
+        ZYL_METHOD(CountOccurancesZYL)),  // 22
     Row("ClearStringContentZYL(s as String) as Boolean",
         ZYL_PENDING /* ClearStringContentZYL */),  // 23
     Row("DetectUnicodeMarkersZYL(s as string) as integer",
@@ -91,7 +91,7 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("NativeStringZYL(s as string) as string",
         ZYL_METHOD(RBNativeString)),  // 33
     Row("DecodingFromMySQLZYL(s as string) as string",
-        ZYL_PENDING /* DecodingFromMySQL */),  // 34
+        ZYL_METHOD(DecodingFromMySQL)),  // 34
     Row("EncodingToHTMLZYL(s as string, options as integer = 0) as string",
         ZYL_PENDING /* EncodingToHTML */),  // 35
     Row("DecodingFromHTMLZYL(s as string) as string",
@@ -147,21 +147,21 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("ConcatBinaryStringsZYL(a as string, b as string) as string",
         ZYL_PENDING /* ConcatBinaryStringsZYL2 */),  // 61
     Row("SQLReplaceBooleanZYL(SQL as string) as string",
-        ZYL_PENDING /* SQLReplaceBooleanZYL */),  // 62
+        ZYL_METHOD(SQLReplaceBooleanZYL)),  // 62
     Row("InStrBytesZYL(target as string, find as string) as integer",
-        ZYL_PENDING /* InStrBytesZYL */),  // 63
+        ZYL_METHOD(InStrBytesZYL)),  // 63
     Row("InStrByteRangeZYL(target as string, StartValue as integer, EndValue as integer) as integer",
-        ZYL_PENDING /* InStrByteRange1ZYL */),  // 64
+        ZYL_METHOD(InStrByteRange1ZYL)),  // 64
     Row("InStrByteRangeZYL(target as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer) as integer",
-        ZYL_PENDING /* InStrByteRange2ZYL */),  // 65
+        ZYL_METHOD(InStrByteRange2ZYL)),  // 65
     Row("InStrByteRangeZYL(target as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer, StartValue3 as integer, EndValue3 as integer) as integer",
-        ZYL_PENDING /* InStrByteRange3ZYL */),  // 66
+        ZYL_METHOD(InStrByteRange3ZYL)),  // 66
     Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer) as integer",
-        ZYL_PENDING /* InStrByteRange1BZYL */),  // 67
+        ZYL_METHOD(InStrByteRange1BZYL)),  // 67
     Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer) as integer",
-        ZYL_PENDING /* InStrByteRange2BZYL */),  // 68
+        ZYL_METHOD(InStrByteRange2BZYL)),  // 68
     Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer, StartValue3 as integer, EndValue3 as integer) as integer",
-        ZYL_PENDING /* InStrByteRange3BZYL */),  // 69
+        ZYL_METHOD(InStrByteRange3BZYL)),  // 69
     Row("ConvertUnicodeToCharacterCompositionZYL(text as string) as string",
         ZYL_PENDING /* ConvertUnicodeToCharacterCompositionZYL */),  // 70
     Row("ConvertUnicodeToCharacterDecompositionZYL(text as string) as string",

@@ -11,6 +11,20 @@
 
 namespace zyl {
 
+bool IsWideUnicode(uint32_t encoding) {
+  switch (encoding) {
+    case kEncodingUTF16:
+    case kEncodingUTF16BE:
+    case kEncodingUTF16LE:
+    case kEncodingUTF32:
+    case kEncodingUTF32BE:
+    case kEncodingUTF32LE:
+      return true;
+    default:
+      return false;
+  }
+}
+
 namespace {
 
 // "TLYZ" followed by four zero bytes, as read from memory on this little-endian platform.
@@ -37,20 +51,6 @@ constexpr uint32_t UTF8_OFFSETS[6] = {0x00000000, 0x00003080, 0x000E2080,
 
 // Set once the first text without an encoding has been rebuilt as ISO 8859-1 in this process.
 std::atomic<bool> gNoEncodingLogged{false};
-
-bool IsWideUnicode(uint32_t encoding) {
-  switch (encoding) {
-    case kEncodingUTF16:
-    case kEncodingUTF16BE:
-    case kEncodingUTF16LE:
-    case kEncodingUTF32:
-    case kEncodingUTF32BE:
-    case kEncodingUTF32LE:
-      return true;
-    default:
-      return false;
-  }
-}
 
 // A zeroed block of count units of unitSize bytes plus extra bytes; nil on overflow or shortage.
 void* AllocateUnits(int64_t count, int64_t unitSize, int64_t extra) {

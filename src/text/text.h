@@ -133,6 +133,10 @@ class rbData {
   int64_t size_ = 0;
 };
 
+// True for the 16- and 32-bit Unicode encodings in either byte order (UTF-16, UTF-32 and their
+// BE and LE forms); false for UTF-8, ASCII, the 8-bit encodings and none.
+bool IsWideUnicode(uint32_t encoding);
+
 // True when the view is empty or none of its bytes has the high bit set.
 bool IsASCIIText(const rbData& view);
 
