@@ -19,14 +19,25 @@ void WriteHex(const uint8_t* bytes, int64_t n, uint8_t* out) {
   for (int64_t i = 0; i < n; ++i) hexdigits::WritePair(out + 2 * i, bytes[i]);
 }
 
-// Appends count bytes; short pieces (groups, spacers) without a call into the C library.
+// Pieces of a dump are copied with kSlack bytes to spare on both sides: a piece of up to kSlack
+// bytes goes out as one fixed-size copy, and what it writes past its end is overwritten by the
+// next piece (or lies in the output's spare tail).
+constexpr int64_t kSlack = 8;
+
 uint8_t* Put(uint8_t* out, const uint8_t* bytes, int64_t count) {
-  if (count > 16) {
+  if (count <= kSlack) {
+    memcpy(out, bytes, kSlack);  // a constant size: one load and one store
+  } else {
     memcpy(out, bytes, static_cast<size_t>(count));
-    return out + count;
   }
-  for (int64_t k = 0; k < count; ++k) *out++ = bytes[k];
-  return out;
+  return out + count;
+}
+
+// A piece's bytes followed by kSlack readable bytes.
+std::string Padded(const rbData& piece) {
+  std::string padded(static_cast<size_t>(piece.Size() + kSlack), '\0');
+  if (!piece.Empty()) memcpy(padded.data(), piece.Data(), static_cast<size_t>(piece.Size()));
+  return padded;
 }
 
 // The sizes of a dump, or false when it would not fit in a host string (every product and sum
@@ -99,24 +110,29 @@ REALstringStruct* Hexstring(REALstringStruct* input, int64_t hexlen, int64_t lin
   if (!MeasureDump(2 * n, hexlen, linelen, gap.Size(), end.Size(), start.Size(), fillLength, &size)) return nullptr;
 
   // The work text: the hex digits, then the filler repeated over what the last line pads.
-  const int64_t perLine = hexlen * linelen;
-  std::string work(static_cast<size_t>(size.lines * perLine), '\0');
+  const int64_t hexChars = size.lines * hexlen * linelen;
+  std::string work(static_cast<size_t>(hexChars + kSlack), '\0');
   auto* hex = reinterpret_cast<uint8_t*>(work.data());
   WriteHex(bytes.Data(), n, hex);
-  for (int64_t i = 2 * n; i < size.lines * perLine; ++i) hex[i] = fillBytes[(i - 2 * n) % fillLength];
+  for (int64_t i = 2 * n; i < hexChars; ++i) hex[i] = fillBytes[(i - 2 * n) % fillLength];
 
-  std::string dump(static_cast<size_t>(size.lines * size.lineWidth), '\0');
+  const std::string startText = Padded(start), endText = Padded(end), gapText = Padded(gap);
+  const auto* startBytes = reinterpret_cast<const uint8_t*>(startText.data());
+  const auto* endBytes = reinterpret_cast<const uint8_t*>(endText.data());
+  const auto* gapBytes = reinterpret_cast<const uint8_t*>(gapText.data());
+  const int64_t total = size.lines * size.lineWidth;
+  std::string dump(static_cast<size_t>(total + kSlack), '\0');
   auto* out = reinterpret_cast<uint8_t*>(dump.data());
   for (int64_t line = 0; line < size.lines; ++line) {
-    out = Put(out, start.Data(), start.Size());
+    out = Put(out, startBytes, start.Size());
     for (int64_t group = 0; group < linelen; ++group) {
-      if (group > 0) out = Put(out, gap.Data(), gap.Size());
+      if (group > 0) out = Put(out, gapBytes, gap.Size());
       out = Put(out, hex, hexlen);
       hex += hexlen;
     }
-    out = Put(out, end.Data(), end.Size());
+    out = Put(out, endBytes, end.Size());
   }
-  return REALBuildUnicodeString(dump.data(), static_cast<int64_t>(dump.size()), kEncodingASCII);
+  return REALBuildUnicodeString(dump.data(), total, kEncodingASCII);
 }
 
 }  // namespace zyl

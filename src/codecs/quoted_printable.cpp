@@ -2,6 +2,7 @@
 // encoded word.
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -40,32 +41,63 @@ constexpr auto kClasses = [] {
   return classes;
 }();
 
-constexpr bool IsLiteral(CharacterClass c) { return c == kLiteral || c == kLiteralNotEbcdic; }
+// What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits. Four bytes
+// per entry so that one fixed-size copy writes any of them.
+struct Encoded {
+  uint8_t bytes[4];
+  int width;
+};
+
+constexpr auto kEncoded = [] {
+  std::array<Encoded, 256> encoded{};
+  for (int b = 0; b < 256; ++b) {
+    if (kClasses[b] == kEscaped) {
+      encoded[b] = {{'=', hexdigits::kPairs[b][0], hexdigits::kPairs[b][1], 0}, 3};
+    } else {
+      encoded[b] = {{static_cast<uint8_t>(b), 0, 0, 0}, 1};
+    }
+  }
+  return encoded;
+}();
 
 // The working state of one encoding or decoding. The input is read through GETC, which returns
 // -1 at the end without moving; pushing that -1 back does nothing, so input that ends in CR or
-// LF ends cleanly.
+// LF ends cleanly. The output starts at input length + 1024 bytes and doubles when a step may
+// not fit; every step makes room for what it writes before writing it.
 class EncodeData {
  public:
   EncodeData(const uint8_t* input, int64_t length, int64_t lineLimit)
       : in_(input), in_length_(length), line_limit_(lineLimit) {
-    out_.reserve(static_cast<size_t>(length) + 1024);
+    out_.resize(static_cast<size_t>(length) + 1024);
   }
 
   void encode();
   void decode();
-  const std::string& Output() const { return out_; }
+  const char* Output() const { return out_.data(); }
+  int64_t OutputLength() const { return static_cast<int64_t>(used_); }
 
  private:
+  // The most one encoding step writes: a pending byte and an escape, each after a soft break.
+  static constexpr int64_t kLargestStep = 16;
+
+  void Reserve(int64_t count) {
+    if (static_cast<int64_t>(out_.size() - used_) < count) {
+      out_.resize(std::max(out_.size() * 2, used_ + static_cast<size_t>(count)));
+    }
+  }
   int GETC() { return in_position_ < in_length_ ? in_[in_position_++] : -1; }
   void UNGETC(int c) {
     if (c != -1 && in_position_ > 0) --in_position_;
   }
-  void PUTC(int c) { out_.push_back(static_cast<char>(c)); }
-  void FPUTS(const char* text) { out_.append(text); }
+  void PUTC(int c) { out_[used_++] = static_cast<char>(c); }
+  void PUTS(const uint8_t* bytes, int64_t count) {
+    memcpy(out_.data() + used_, bytes, static_cast<size_t>(count));
+    used_ += static_cast<size_t>(count);
+  }
 
   void output_line_break() {
-    FPUTS("\r\n");
+    PUTC(kCR);
+    PUTC(kLF);
     line_length_ = 0;
   }
   // A soft break when n more characters would reach the limit's last column, which holds the "=".
@@ -85,16 +117,13 @@ class EncodeData {
   void emit_hex_encoded(int c) {
     check_line_length(3);
     PUTC('=');
-    PUTC(hexdigits::khex[c >> 4]);
-    PUTC(hexdigits::khex[c & 15]);
+    PUTS(hexdigits::kPairs[c].data(), 2);
   }
   void emit_pending_literally() {
     if (pending_ != 0) emit_literally(pending_);
     pending_ = 0;
   }
-  // Copies the literal bytes that follow, as long as they fit on the current line: what
-  // emit_literally would do for each of them, without the test per byte.
-  void emit_literal_run();
+  void emit_run();
 
   // False unless c is CR or LF; then the other half of a CR LF or LF CR pair is taken with it.
   bool is_end_of_line_sequence(int c) {
@@ -112,6 +141,7 @@ class EncodeData {
   void decode_escape();
 
   std::string out_;
+  size_t used_ = 0;
   const uint8_t* in_;
   int64_t in_length_;
   int64_t in_position_ = 0;
@@ -122,19 +152,53 @@ class EncodeData {
   int64_t error_count_ = 0;
 };
 
-void EncodeData::emit_literal_run() {
-  const int64_t room = std::min(line_limit_ - 2 - line_length_, in_length_ - in_position_);
-  int64_t count = 0;
-  while (count < room && IsLiteral(kClasses[in_[in_position_ + count]])) ++count;
-  if (count <= 0) return;
-  out_.append(reinterpret_cast<const char*>(in_ + in_position_), static_cast<size_t>(count));
-  in_position_ += count;
-  line_length_ += count;
+// Writes the bytes that follow up to the next line break, each as emit_literally or
+// emit_hex_encoded would, through one table instead of a branch per class. A space or tab is
+// part of the run when the byte after it is no line break: held back, it would be written
+// literally, at the same column, as soon as that byte is read. One before a line break or at the
+// very end ends the run and goes the way of the held-back byte.
+void EncodeData::emit_run() {
+  // The state lives in locals here: the compiler cannot keep members in registers across the
+  // byte stores. The soft break is check_line_length's.
+  const uint8_t* const in = in_;
+  const int64_t length = in_length_;
+  const int64_t last_column = line_limit_ - 1;
+  int64_t position = in_position_;
+  int64_t column = line_length_;
+  size_t used = used_;
+  auto* out = reinterpret_cast<uint8_t*>(out_.data());
+  size_t capacity = out_.size();
+  for (; position < length; ++position) {
+    const uint8_t b = in[position];
+    const CharacterClass c = kClasses[b];
+    if (c == kLineBreak) break;
+    if (c == kWhiteSpace && (position + 1 == length || kClasses[in[position + 1]] == kLineBreak)) break;
+    if (capacity - used < kLargestStep) {
+      used_ = used;
+      Reserve(kLargestStep);
+      out = reinterpret_cast<uint8_t*>(out_.data());
+      capacity = out_.size();
+    }
+    const Encoded& encoded = kEncoded[b];
+    if (column + encoded.width >= last_column) {
+      memcpy(out + used, "=\r\n", 3);
+      used += 3;
+      column = encoded.width;
+    } else {
+      column += encoded.width;
+    }
+    memcpy(out + used, encoded.bytes, sizeof encoded.bytes);
+    used += static_cast<size_t>(encoded.width);
+  }
+  in_position_ = position;
+  line_length_ = column;
+  used_ = used;
 }
 
 void EncodeData::encode() {
   int64_t hard_breaks = 0;
   for (int c; (c = GETC()) != -1;) {
+    Reserve(kLargestStep);
     switch (kClasses[c]) {
       case kWhiteSpace:
         if (pending_ != 0) emit_literally(pending_);
@@ -144,11 +208,12 @@ void EncodeData::encode() {
       case kLiteralNotEbcdic:
         emit_pending_literally();
         emit_literally(c);
-        emit_literal_run();
+        emit_run();
         break;
       case kEscaped:
         emit_pending_literally();
         emit_hex_encoded(c);
+        emit_run();
         break;
       case kLineBreak:
         ++hard_breaks;
@@ -161,6 +226,7 @@ void EncodeData::encode() {
     }
   }
   // Trailing white space at the very end stays literal, on purpose.
+  Reserve(kLargestStep);
   emit_pending_literally();
   if (hard_breaks > 0 && line_length_ > 0) {
     PUTC('=');
@@ -190,6 +256,7 @@ void EncodeData::decode() {
     return special;
   }();
   for (int c; (c = read_decode_character()) != -1;) {
+    Reserve(1);
     if (c == '=') {
       decode_escape();
     } else if (is_end_of_line_sequence(c)) {
@@ -198,7 +265,8 @@ void EncodeData::decode() {
       // c and the ordinary bytes after it go out as they are.
       int64_t end = in_position_;
       while (end < in_length_ && !kSpecial[in_[end]]) ++end;
-      out_.append(reinterpret_cast<const char*>(in_ + in_position_ - 1), static_cast<size_t>(end - in_position_ + 1));
+      Reserve(end - in_position_ + 1);
+      PUTS(in_ + in_position_ - 1, end - in_position_ + 1);
       read_count_ += end - in_position_;
       in_position_ = end;
     }
@@ -213,7 +281,7 @@ REALstringStruct* EncodingToQuotedPrintable2(REALstringStruct* s, int64_t LineLe
   const int64_t limit = LineLen > 1 ? std::min(LineLen, kLargestLineLimit) : kDefaultLineLimit;
   EncodeData data(bytes.Data(), bytes.Size(), limit);
   data.encode();
-  return REALBuildUnicodeString(data.Output().data(), static_cast<int64_t>(data.Output().size()), kEncodingASCII);
+  return REALBuildUnicodeString(data.Output(), data.OutputLength(), kEncodingASCII);
 }
 
 REALstringStruct* DecodingToQuotedPrintable(REALstringStruct* s) {
@@ -221,7 +289,7 @@ REALstringStruct* DecodingToQuotedPrintable(REALstringStruct* s) {
   rbData bytes(s);
   EncodeData data(bytes.Data(), bytes.Size(), kDefaultLineLimit);  // the limit is not used
   data.decode();
-  return REALBuildUnicodeString(data.Output().data(), static_cast<int64_t>(data.Output().size()), kEncodingASCII);
+  return REALBuildUnicodeString(data.Output(), data.OutputLength(), kEncodingASCII);
 }
 
 REALstringStruct* EncodeEmailSubjectZYL(REALstringStruct* s) {
