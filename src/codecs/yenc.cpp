@@ -46,7 +46,9 @@ auto DecodeWith(const rbData& data, Build build) -> decltype(build(nullptr, int6
 
 REALstringStruct* yDecodeZYLs(REALstringStruct* data) {
   rbData view(data);
-  return DecodeWith(view, [](const uint8_t* bytes, int64_t n) { return REALBuildUnicodeString(bytes, n, kEncodingNone); });
+  return DecodeWith(view, [](const uint8_t* bytes, int64_t n) {
+    return REALBuildUnicodeString(bytes, n, kEncodingNone);
+  });
 }
 
 REALmemoryBlockStruct* yDecodeZYLm(REALmemoryBlockStruct* data) {
