@@ -154,38 +154,19 @@ TEST_CASE("quoted-printable encoding: line limits") {
   zyltest::PluginHost host;
   const std::string hundred(100, 'a');
   const std::string soft70 = std::string(70, 'a') + "=\r\n" + std::string(30, 'a');
-  // A limit of 1 or less means 72; one above 2^31 - 1 counts as 2^31 - 1 (no break at all).
+  // A limit of 1 or less means 72; one above 2^31 - 1 counts as 2^31 - 1 (no break at all), not
+  // as its low 32 bits.
   for (int64_t lineLen : {int64_t{72}, int64_t{1}, int64_t{0}, int64_t{-5}, INT64_MIN}) {
     CAPTURE(lineLen);
     CHECK(Encode(hundred, lineLen) == soft70);
   }
   const std::string long_text(100000, 'b');
-  for (int64_t lineLen : {int64_t{0x7FFFFFFF}, int64_t{0x80000000}, int64_t{1} << 40, INT64_MAX}) {
+  for (int64_t lineLen : {int64_t{0x7FFFFFFF}, int64_t{0x80000000}, (int64_t{1} << 32) + 10, INT64_MAX}) {
     CAPTURE(lineLen);
     CHECK(Encode(long_text, lineLen) == long_text);
   }
   CHECK(Encode("ab", 2) == "=\r\na=\r\nb");  // every character opens a new line
   CHECK(Encode("a===", 6) == "a=3D=\r\n=3D=\r\n=3D");  // escapes are never split
-
-  // With a limit of 5 or more a line holds at most limit - 1 characters, and every "=" on it
-  // either starts an escape or ends the line.
-  std::mt19937 rng(43);
-  for (int round = 0; round < 200; ++round) {
-    const int64_t limit = 5 + static_cast<int64_t>(rng() % 40);
-    const std::string in = RandomBytes(rng, 400, "ab =\t\r\n");
-    const std::string out = Encode(in, limit).value_or("");
-    size_t start = 0;
-    for (size_t end; start < out.size(); start = end + 2) {
-      end = out.find("\r\n", start);
-      if (end == std::string::npos) end = out.size();
-      const std::string line = out.substr(start, end - start);
-      CAPTURE(line);
-      CHECK(static_cast<int64_t>(line.size()) <= limit - 1);
-      for (size_t k = line.find('='); k != std::string::npos; k = line.find('=', k + 1)) {
-        CHECK((k + 1 == line.size() || (k + 2 < line.size() && Nybble(line[k + 1]) >= 0 && Nybble(line[k + 2]) >= 0)));
-      }
-    }
-  }
 }
 
 TEST_CASE("quoted-printable decoding: listed cases and malformed escapes of each kind") {
