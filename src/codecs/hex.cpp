@@ -40,13 +40,13 @@ std::string Padded(const rbData& piece) {
   return padded;
 }
 
-// The sizes of a dump, or false when it would not fit in a host string (every product and sum
-// is checked, so that no argument can overflow the arithmetic).
 struct DumpSize {
   int64_t lines;
-  int64_t lineWidth;
+  int64_t lineWidth;  // every line is as wide, the padded last one too
 };
 
+// The size of a dump of hexChars digits with pieces of the given lengths; false when it would not
+// fit in a host string. Every product and sum is checked: no argument can overflow the arithmetic.
 bool MeasureDump(int64_t hexChars, int64_t hexlen, int64_t linelen, int64_t spacer, int64_t lineend,
                  int64_t linestart, int64_t filler, DumpSize* size) {
   int64_t perLine = 0;  // hex characters on a line
