@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "plugin/host_types.h"
 
@@ -12,6 +13,16 @@ void ClearMemory(void* address, int64_t count);
 // A zeroed block of size bytes, or nil when size is below 1 or memory is short. Never throws.
 void* AllocateClearMemory(int64_t size);
 void FreeMemoryNow(void* address);  // nil is allowed
+
+// ClearedBytes: owns a block of AllocateClearBytes and frees it with FreeMemoryNow at scope end.
+struct FreeMemoryNowDeleter {
+  void operator()(void* address) const noexcept { FreeMemoryNow(address); }
+};
+using ClearedBytes = std::unique_ptr<uint8_t[], FreeMemoryNowDeleter>;
+// AllocateClearMemory as owned bytes; empty when size is below 1 or memory is short.
+inline ClearedBytes AllocateClearBytes(int64_t size) {
+  return ClearedBytes(static_cast<uint8_t*>(AllocateClearMemory(size)));
+}
 
 // A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.
 using Handle = void*;

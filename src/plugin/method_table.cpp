@@ -45,11 +45,11 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("CheckUTF8ZYL(data as string, Placeholder as string) as string",
         ZYL_METHOD(CheckUTF8s)),  // 10
     Row("EncodeEmailSubjectZYL(s as string) as string",
-        ZYL_PENDING /* EncodeEmailSubjectZYL */),  // 11
+        ZYL_METHOD(EncodeEmailSubjectZYL)),  // 11
     Row("_yDecodeMemoryZYL(data as memoryblock) as memoryblock",
-        ZYL_PENDING /* yDecodeZYLm */),  // 12
+        ZYL_METHOD(yDecodeZYLm)),  // 12
     Row("_yDecodeStringZYL(data as string) as string",
-        ZYL_PENDING /* yDecodeZYLs */),  // 13
+        ZYL_METHOD(yDecodeZYLs)),  // 13
     Row("JaroWinklerDistanceZYL(a as string, b as string) as double",
         ZYL_PENDING /* jaroWinklerDistanceZYL */),  // 14
     Row("LevenshteinDistanceZYL(a as string, b as string) as double",
@@ -71,9 +71,9 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("ClearStringContentZYL(s as String) as Boolean",
         ZYL_PENDING /* ClearStringContentZYL */),  // 23
     Row("DetectUnicodeMarkersZYL(s as string) as integer",
-        ZYL_PENDING /* DetectUnicodeMarkers */),  // 24
+        ZYL_METHOD(DetectUnicodeMarkers)),  // 24
     Row("GetUnicodeMarkersZYL(kind as integer) as string",
-        ZYL_PENDING /* GetUnicodeMarkers */),  // 25
+        ZYL_METHOD(GetUnicodeMarkers)),  // 25
     Row("StringIsHTMLreadyZYL(s as string) as boolean",
         ZYL_PENDING /* StringIsHTMLready */),  // 26
     Row("StringIsXMLreadyZYL(s as string) as boolean",
@@ -109,11 +109,11 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("DecodingFromURLZYL(s as string, options as integer) as string",
         ZYL_PENDING /* DecodingToURL2 */),  // 42
     Row("EncodingToQuotedPrintableZYL(s as string, LineLen as integer = 72) as string",
-        ZYL_PENDING /* EncodingToQuotedPrintable2 */),  // 43
+        ZYL_METHOD(EncodingToQuotedPrintable2)),  // 43
     Row("DecodingFromQuotedPrintableZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToQuotedPrintable */),  // 44
+        ZYL_METHOD(DecodingToQuotedPrintable)),  // 44
     Row("HexstringZYL(input as string, hexlen as integer, linelen as integer, linestart as string, lineend as string, spacer as string,filler as string) as string",
-        ZYL_PENDING /* Hexstring */),  // 45
+        ZYL_METHOD(Hexstring)),  // 45
     Row("EncodingToISO8859ZYL(s as string) as string",
         ZYL_METHOD(EncodingToISO8859)),  // 46
     Row("DecodingFromISO8859ZYL(s as string) as string",
@@ -123,9 +123,9 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("DecodingFromCP1252ZYL(s as string) as string",
         ZYL_METHOD(DecodingToCP1252)),  // 49
     Row("EncodingToHexZYL(s as string) as string",
-        ZYL_PENDING /* EncodingToHex */),  // 50
+        ZYL_METHOD(EncodingToHex)),  // 50
     Row("DecodingFromHexZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToHex */),  // 51
+        ZYL_METHOD(DecodingToHex)),  // 51
     Row("ReplaceNonPrintableCharactersZYL(s as string, replacevalue as integer=46) as string",
         ZYL_PENDING /* ReplaceNonPrintableCharactersZYL */),  // 52
     Row("IsASCIIStringZYL(s as string) as boolean",

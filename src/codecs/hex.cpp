@@ -1,0 +1,138 @@
+// Hexadecimal encoding and decoding of a string's bytes, and the configurable hex dump.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "codecs/codecs.h"
+#include "codecs/hex_digits.h"
+#include "plugin/builders.h"
+#include "plugin/memory.h"
+#include "text/text.h"
+
+namespace zyl {
+
+namespace {
+
+// Writes the two digits of each of the n bytes at out (2n bytes).
+void WriteHex(const uint8_t* bytes, int64_t n, uint8_t* out) {
+  for (int64_t i = 0; i < n; ++i) hexdigits::WritePair(out + 2 * i, bytes[i]);
+}
+
+// Pieces of a dump are copied with kSlack bytes to spare on both sides: a piece of up to kSlack
+// bytes goes out as one fixed-size copy, and what it writes past its end is overwritten by the
+// next piece (or lies in the output's spare tail).
+constexpr int64_t kSlack = 8;
+
+uint8_t* Put(uint8_t* out, const uint8_t* bytes, int64_t count) {
+  if (count <= kSlack) {
+    memcpy(out, bytes, kSlack);  // a constant size: one load and one store
+  } else {
+    memcpy(out, bytes, static_cast<size_t>(count));
+  }
+  return out + count;
+}
+
+// A piece's bytes followed by kSlack readable bytes.
+std::string Padded(const rbData& piece) {
+  std::string padded(static_cast<size_t>(piece.Size() + kSlack), '\0');
+  if (!piece.Empty()) memcpy(padded.data(), piece.Data(), static_cast<size_t>(piece.Size()));
+  return padded;
+}
+
+struct DumpSize {
+  int64_t lines;
+  int64_t lineWidth;  // every line is as wide, the padded last one too
+};
+
+// The size of a dump of hexChars digits with pieces of the given lengths; false when it would not
+// fit in a host string. Every product and sum is checked: no argument can overflow the arithmetic.
+bool MeasureDump(int64_t hexChars, int64_t hexlen, int64_t linelen, int64_t spacer, int64_t lineend,
+                 int64_t linestart, int64_t filler, DumpSize* size) {
+  int64_t perLine = 0;  // hex characters on a line
+  int64_t spacers = 0;
+  if (__builtin_mul_overflow(hexlen, linelen, &perLine) || perLine > kMaxHostLength) return false;
+  if (__builtin_mul_overflow(linelen - 1, spacer, &spacers)) return false;
+  int64_t width = perLine;
+  if (__builtin_add_overflow(width, spacers, &width) || __builtin_add_overflow(width, lineend, &width) ||
+      __builtin_add_overflow(width, linestart, &width)) {
+    return false;
+  }
+  int64_t lines = hexChars / perLine + (hexChars % perLine != 0 ? 1 : 0);
+  // The work text holds the hex characters and the filler perLine times, and the dump is cut to
+  // the whole lines that text has. With a filler of at least one character the last (padded)
+  // line always fits, so the cut never bites; it is kept for what it guarantees.
+  lines = std::min(lines, hexChars / perLine + filler);
+  int64_t total = 0;
+  if (__builtin_mul_overflow(lines, width, &total) || total > kMaxHostLength) return false;
+  *size = {lines, width};
+  return true;
+}
+
+}  // namespace
+
+REALstringStruct* EncodingToHex(REALstringStruct* s) {
+  rbData bytes(s);
+  const int64_t n = bytes.Size();
+  if (n == 0 || n > kMaxHostLength / 2) return nullptr;  // longer text has no host string
+  ClearedBytes out = AllocateClearBytes(2 * n);
+  if (out == nullptr) return nullptr;
+  WriteHex(bytes.Data(), n, out.get());
+  return REALBuildUnicodeString(out.get(), 2 * n, kEncodingASCII);
+}
+
+REALstringStruct* DecodingToHex(REALstringStruct* s) {
+  rbText text(s);
+  const int64_t n = text.LengthASCII();
+  if (n <= 1) return nullptr;
+  ClearedBytes out = AllocateClearBytes(n / 2);
+  if (out == nullptr) return nullptr;
+  const auto* digits = reinterpret_cast<const uint8_t*>(text.GetASCII());
+  // Anything that is not a digit counts as 0, and an odd last character is ignored.
+  const auto value = [](uint8_t c) { return std::max<int>(hexdigits::kNybble[c], 0); };
+  for (int64_t i = 0; i < n / 2; ++i) {
+    out[i] = static_cast<uint8_t>(value(digits[2 * i]) * 16 + value(digits[2 * i + 1]));
+  }
+  return REALBuildUnicodeString(out.get(), n / 2, kEncodingNone);
+}
+
+REALstringStruct* Hexstring(REALstringStruct* input, int64_t hexlen, int64_t linelen, REALstringStruct* linestart,
+                            REALstringStruct* lineend, REALstringStruct* spacer, REALstringStruct* filler) {
+  if (input == nullptr || hexlen <= 0 || linelen <= 0) return nullptr;
+  rbData bytes(input), start(linestart), end(lineend), gap(spacer), fill(filler);
+  const int64_t n = bytes.Size();
+  if (n == 0 || n > kMaxHostLength / 2) return nullptr;
+  static const uint8_t kZero = '0';
+  const uint8_t* fillBytes = fill.Empty() ? &kZero : fill.Data();
+  const int64_t fillLength = fill.Empty() ? 1 : fill.Size();
+
+  DumpSize size{};
+  if (!MeasureDump(2 * n, hexlen, linelen, gap.Size(), end.Size(), start.Size(), fillLength, &size)) return nullptr;
+
+  // The work text: the hex digits, then the filler repeated over what the last line pads.
+  const int64_t hexChars = size.lines * hexlen * linelen;
+  std::string work(static_cast<size_t>(hexChars + kSlack), '\0');
+  auto* hex = reinterpret_cast<uint8_t*>(work.data());
+  WriteHex(bytes.Data(), n, hex);
+  for (int64_t i = 2 * n; i < hexChars; ++i) hex[i] = fillBytes[(i - 2 * n) % fillLength];
+
+  const std::string startText = Padded(start), endText = Padded(end), gapText = Padded(gap);
+  const auto* startBytes = reinterpret_cast<const uint8_t*>(startText.data());
+  const auto* endBytes = reinterpret_cast<const uint8_t*>(endText.data());
+  const auto* gapBytes = reinterpret_cast<const uint8_t*>(gapText.data());
+  const int64_t total = size.lines * size.lineWidth;
+  std::string dump(static_cast<size_t>(total + kSlack), '\0');
+  auto* out = reinterpret_cast<uint8_t*>(dump.data());
+  for (int64_t line = 0; line < size.lines; ++line) {
+    out = Put(out, startBytes, start.Size());
+    for (int64_t group = 0; group < linelen; ++group) {
+      if (group > 0) out = Put(out, gapBytes, gap.Size());
+      out = Put(out, hex, hexlen);
+      hex += hexlen;
+    }
+    out = Put(out, endBytes, end.Size());
+  }
+  return REALBuildUnicodeString(dump.data(), total, kEncodingASCII);
+}
+
+}  // namespace zyl

@@ -1,0 +1,322 @@
+// Quoted-printable encoding and decoding of a string's bytes, and the mail subject as one "Q"
+// encoded word.
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "codecs/codecs.h"
+#include "codecs/hex_digits.h"
+#include "plugin/builders.h"
+#include "plugin/host_api.h"
+#include "text/text.h"
+
+namespace zyl {
+
+namespace {
+
+constexpr int kCR = 13;
+constexpr int kLF = 10;
+constexpr int64_t kDefaultLineLimit = 72;
+constexpr int64_t kLargestLineLimit = 0x7FFFFFFF;
+
+// What the encoder does with a byte.
+enum CharacterClass : uint8_t {
+  kEscaped = 0,          // "=XX"
+  kLiteral = 1,          // letters, digits and punctuation that passes every gateway
+  kWhiteSpace = 2,       // tab and space: held back until the next byte shows whether a break follows
+  kLineBreak = 3,        // CR and LF
+  kLiteralNotEbcdic = 4  // written like kLiteral; kept apart on purpose, without effect on the output
+};
+
+constexpr auto kClasses = [] {
+  std::array<CharacterClass, 256> classes{};  // kEscaped unless listed
+  for (int c = 37; c <= 126; ++c) classes[c] = kLiteral;
+  for (const char c : std::string_view("!\"#$@[\\]^`{|}~")) classes[static_cast<uint8_t>(c)] = kLiteralNotEbcdic;
+  classes['='] = kEscaped;
+  classes['\t'] = classes[' '] = kWhiteSpace;
+  classes[kLF] = classes[kCR] = kLineBreak;
+  return classes;
+}();
+
+// What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits. Four bytes
+// per entry so that one fixed-size copy writes any of them.
+struct Encoded {
+  uint8_t bytes[4];
+  int width;
+};
+
+constexpr auto kEncoded = [] {
+  std::array<Encoded, 256> encoded{};
+  for (int b = 0; b < 256; ++b) {
+    if (kClasses[b] == kEscaped) {
+      encoded[b] = {{'=', hexdigits::kPairs[b][0], hexdigits::kPairs[b][1], 0}, 3};
+    } else {
+      encoded[b] = {{static_cast<uint8_t>(b), 0, 0, 0}, 1};
+    }
+  }
+  return encoded;
+}();
+
+// The working state of one encoding or decoding. The input is read through GETC, which returns
+// -1 at the end without moving; pushing that -1 back does nothing, so input that ends in CR or
+// LF ends cleanly. The output starts at input length + 1024 bytes and doubles when a step may
+// not fit; every step makes room for what it writes before writing it.
+class EncodeData {
+ public:
+  EncodeData(const uint8_t* input, int64_t length, int64_t lineLimit)
+      : in_(input), in_length_(length), line_limit_(lineLimit) {
+    out_.resize(static_cast<size_t>(length) + 1024);
+  }
+
+  void encode();
+  void decode();
+  const char* Output() const { return out_.data(); }
+  int64_t OutputLength() const { return static_cast<int64_t>(used_); }
+
+ private:
+  // The most one encoding step writes: a pending byte and an escape, each after a soft break.
+  static constexpr int64_t kLargestStep = 16;
+
+  void Reserve(int64_t count) {
+    if (static_cast<int64_t>(out_.size() - used_) < count) {
+      out_.resize(std::max(out_.size() * 2, used_ + static_cast<size_t>(count)));
+    }
+  }
+  int GETC() { return in_position_ < in_length_ ? in_[in_position_++] : -1; }
+  void UNGETC(int c) {
+    if (c != -1 && in_position_ > 0) --in_position_;
+  }
+  void PUTC(int c) { out_[used_++] = static_cast<char>(c); }
+  void PUTS(const uint8_t* bytes, int64_t count) {
+    memcpy(out_.data() + used_, bytes, static_cast<size_t>(count));
+    used_ += static_cast<size_t>(count);
+  }
+
+  void output_line_break() {
+    PUTC(kCR);
+    PUTC(kLF);
+    line_length_ = 0;
+  }
+  // A soft break when n more characters would reach the limit's last column, which holds the "=".
+  void check_line_length(int n) {
+    if (line_length_ + n >= line_limit_ - 1) {
+      PUTC('=');
+      output_line_break();
+      line_length_ = n;
+    } else {
+      line_length_ += n;
+    }
+  }
+  void emit_literally(int c) {
+    check_line_length(1);
+    PUTC(c);
+  }
+  void emit_hex_encoded(int c) {
+    check_line_length(3);
+    PUTC('=');
+    PUTS(hexdigits::kPairs[c].data(), 2);
+  }
+  void emit_pending_literally() {
+    if (pending_ != 0) emit_literally(pending_);
+    pending_ = 0;
+  }
+  void emit_run();
+
+  // False unless c is CR or LF; then the other half of a CR LF or LF CR pair is taken with it.
+  bool is_end_of_line_sequence(int c) {
+    if (c != kCR && c != kLF) return false;
+    const int next = read_decode_character();
+    if (next != (c == kCR ? kLF : kCR)) UNGETC(next);
+    return true;
+  }
+  int read_decode_character() {
+    const int c = GETC();
+    if (c != -1) ++read_count_;
+    return c;
+  }
+  static int hex_to_nybble(int c) { return c < 0 ? -1 : hexdigits::kNybble[c]; }
+  void decode_escape();
+
+  std::string out_;
+  size_t used_ = 0;
+  const uint8_t* in_;
+  int64_t in_length_;
+  int64_t in_position_ = 0;
+  int64_t line_limit_;
+  int64_t line_length_ = 0;  // 64-bit, so that a limit near 2^31 cannot overflow the sum
+  int pending_ = 0;
+  int64_t read_count_ = 0;
+  int64_t error_count_ = 0;
+};
+
+// Writes the bytes that follow up to the next line break, each as emit_literally or
+// emit_hex_encoded would, through one table instead of a branch per class. A space or tab is
+// part of the run when the byte after it is no line break: held back, it would be written
+// literally, at the same column, as soon as that byte is read. One before a line break or at the
+// very end ends the run and goes the way of the held-back byte.
+void EncodeData::emit_run() {
+  // The state lives in locals here: the compiler cannot keep members in registers across the
+  // byte stores. The soft break is check_line_length's.
+  const uint8_t* const in = in_;
+  const int64_t length = in_length_;
+  const int64_t last_column = line_limit_ - 1;
+  int64_t position = in_position_;
+  int64_t column = line_length_;
+  size_t used = used_;
+  auto* out = reinterpret_cast<uint8_t*>(out_.data());
+  size_t capacity = out_.size();
+  for (; position < length; ++position) {
+    const uint8_t b = in[position];
+    const CharacterClass c = kClasses[b];
+    if (c == kLineBreak) break;
+    if (c == kWhiteSpace && (position + 1 == length || kClasses[in[position + 1]] == kLineBreak)) break;
+    if (capacity - used < kLargestStep) {
+      used_ = used;
+      Reserve(kLargestStep);
+      out = reinterpret_cast<uint8_t*>(out_.data());
+      capacity = out_.size();
+    }
+    const Encoded& encoded = kEncoded[b];
+    if (column + encoded.width >= last_column) {
+      memcpy(out + used, "=\r\n", 3);
+      used += 3;
+      column = encoded.width;
+    } else {
+      column += encoded.width;
+    }
+    memcpy(out + used, encoded.bytes, sizeof encoded.bytes);
+    used += static_cast<size_t>(encoded.width);
+  }
+  in_position_ = position;
+  line_length_ = column;
+  used_ = used;
+}
+
+void EncodeData::encode() {
+  int64_t hard_breaks = 0;
+  for (int c; (c = GETC()) != -1;) {
+    Reserve(kLargestStep);
+    switch (kClasses[c]) {
+      case kWhiteSpace:
+        if (pending_ != 0) emit_literally(pending_);
+        pending_ = c;
+        break;
+      case kLiteral:
+      case kLiteralNotEbcdic:
+        emit_pending_literally();
+        emit_literally(c);
+        emit_run();
+        break;
+      case kEscaped:
+        emit_pending_literally();
+        emit_hex_encoded(c);
+        emit_run();
+        break;
+      case kLineBreak:
+        ++hard_breaks;
+        is_end_of_line_sequence(c);
+        // White space before a line break is always encoded.
+        if (pending_ != 0) emit_hex_encoded(pending_);
+        pending_ = 0;
+        output_line_break();
+        break;
+    }
+  }
+  // Trailing white space at the very end stays literal, on purpose.
+  Reserve(kLargestStep);
+  emit_pending_literally();
+  if (hard_breaks > 0 && line_length_ > 0) {
+    PUTC('=');
+    output_line_break();
+  }
+}
+
+// After "=": spaces and tabs are skipped; a line end makes a soft break; anything else is read
+// as two digits. The value is l | h * 16 as plain int arithmetic, on purpose: an invalid high
+// digit (-1) with a valid low one gives the byte 0xF0 + l, and with the low digit F or an
+// invalid one the whole value is -1, which writes nothing.
+void EncodeData::decode_escape() {
+  int c = read_decode_character();
+  while (c == ' ' || c == '\t') c = read_decode_character();
+  if (is_end_of_line_sequence(c)) return;
+  const int h = hex_to_nybble(c);
+  const int l = hex_to_nybble(read_decode_character());
+  if (h < 0 || l < 0) ++error_count_;
+  const int value = l | (h * 16);
+  if (value != -1) PUTC(value & 0xFF);
+}
+
+void EncodeData::decode() {
+  constexpr auto kSpecial = [] {
+    std::array<bool, 256> special{};
+    special['='] = special[kCR] = special[kLF] = true;
+    return special;
+  }();
+  for (int c; (c = read_decode_character()) != -1;) {
+    Reserve(1);
+    if (c == '=') {
+      decode_escape();
+    } else if (is_end_of_line_sequence(c)) {
+      PUTC(kLF);  // decoded text always has LF line ends
+    } else {
+      // c and the ordinary bytes after it go out as they are.
+      int64_t end = in_position_;
+      while (end < in_length_ && !kSpecial[in_[end]]) ++end;
+      Reserve(end - in_position_ + 1);
+      PUTS(in_ + in_position_ - 1, end - in_position_ + 1);
+      read_count_ += end - in_position_;
+      in_position_ = end;
+    }
+  }
+}
+
+}  // namespace
+
+REALstringStruct* EncodingToQuotedPrintable2(REALstringStruct* s, int64_t LineLen) {
+  if (s == nullptr) return nullptr;
+  rbData bytes(s);
+  const int64_t limit = LineLen > 1 ? std::min(LineLen, kLargestLineLimit) : kDefaultLineLimit;
+  EncodeData data(bytes.Data(), bytes.Size(), limit);
+  data.encode();
+  return REALBuildUnicodeString(data.Output(), data.OutputLength(), kEncodingASCII);
+}
+
+REALstringStruct* DecodingToQuotedPrintable(REALstringStruct* s) {
+  if (s == nullptr) return nullptr;
+  rbData bytes(s);
+  EncodeData data(bytes.Data(), bytes.Size(), kDefaultLineLimit);  // the limit is not used
+  data.decode();
+  return REALBuildUnicodeString(data.Output(), data.OutputLength(), kEncodingASCII);
+}
+
+REALstringStruct* EncodeEmailSubjectZYL(REALstringStruct* s) {
+  if (s == nullptr) return nullptr;
+  rbText text(s);
+  const uint8_t* bytes = text.GetUTF8Bytes();
+  const int64_t length = text.LengthUTF8();
+  // Only a control byte triggers the encoding: printable ASCII and bytes of 128 or more alone
+  // leave the subject as it is, on purpose.
+  if (std::none_of(bytes, bytes + length, [](uint8_t b) { return b >= 1 && b <= 31; })) {
+    REALLockString(s);
+    return s;
+  }
+  std::string out;
+  out.reserve(static_cast<size_t>(length) * 3 + 12);
+  out += "=?utf-8?Q?";
+  for (int64_t i = 0; i < length; ++i) {
+    const uint8_t b = bytes[i];
+    if (b == '=' || b == '_' || b >= 128) {
+      out += '=';
+      out.append(reinterpret_cast<const char*>(hexdigits::kPairs[b].data()), 2);
+    } else {
+      out += b == ' ' ? '_' : static_cast<char>(b);
+    }
+  }
+  out += "?=";
+  return REALBuildUnicodeString(out.data(), static_cast<int64_t>(out.size()), kEncodingASCII);
+}
+
+}  // namespace zyl
