@@ -1,0 +1,487 @@
+// HTML and XML character references: the two encoders, the decoder both languages share, the
+// ready-tests and the tag remover.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "codecs/codecs.h"
+#include "codecs/html_entity_table.h"
+#include "codecs/output_buffer.h"
+#include "plugin/builders.h"
+#include "plugin/host_api.h"
+#include "text/text.h"
+
+namespace zyl {
+
+namespace {
+
+constexpr EntityRow escapecodesXML[6] = {{34, "quot"}, {38, "amp"}, {39, "apos"}, {60, "lt"}, {62, "gt"}, {0, nullptr}};
+
+constexpr int kRowCount = static_cast<int>(std::size(escapecodes)) - 1;
+static_assert(kRowCount == 253 && escapecodes[kRowCount].name == nullptr);
+
+constexpr int64_t kMaxHostLength = 0x7FFFFFFF;
+
+// " & ' < > as bits of a mask over the code points 0 to 62.
+constexpr uint64_t kMarkupMask = (1ull << 34) | (1ull << 38) | (1ull << 39) | (1ull << 60) | (1ull << 62);
+constexpr bool IsMarkup(uint32_t c) { return c < 63 && ((kMarkupMask >> c) & 1) != 0; }
+
+constexpr bool IsByteOrderMark(uint32_t c) { return c == 0xFEFF || c == 0xFFFE; }
+constexpr bool IsDroppedControl(uint32_t c) { return c < 32 && c != 9 && c != 10 && c != 13; }
+
+// The UTF-32 ready-tests, up to the first zero. A null or empty text is ready.
+bool StringIsHTMLready(const uint32_t* text) {
+  if (text == nullptr) return true;
+  for (; *text != 0; ++text) {
+    if (*text > 127 || IsMarkup(*text)) return false;
+  }
+  return true;
+}
+
+bool StringIsXMLready(const uint32_t* text) {
+  if (text == nullptr) return true;
+  for (; *text != 0; ++text) {
+    if (IsMarkup(*text)) return false;
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Encoding: the text written for one code point, looked up in tables made at compile time.
+
+// A piece of output: up to 15 ASCII bytes ("&thetasym;" is the longest entity), copied as a
+// whole and counted by its length. The longest output for one code point is 15 bytes.
+struct Piece {
+  char text[15];
+  uint8_t length;
+};
+constexpr int64_t kLongestPiece = 16;
+
+constexpr Piece TextPiece(const char* text) {
+  Piece piece{};
+  while (text[piece.length] != 0) {
+    piece.text[piece.length] = text[piece.length];
+    ++piece.length;
+  }
+  return piece;
+}
+
+constexpr Piece EntityPiece(const char* name) {
+  Piece piece = TextPiece("&");
+  for (int k = 0; name[k] != 0; ++k) piece.text[piece.length++] = name[k];
+  piece.text[piece.length++] = ';';
+  return piece;
+}
+
+// What an encoder writes for a code point below 128, step by step as the encoders define it:
+// ' as the numeric "&#39;" (deliberately, though the table has "apos") unless numericApostrophe
+// is off; else the first row of table with that code, after skipping the leading rows below 128
+// when skipMarkupRows is on; else nothing for a control character other than tab, LF and CR;
+// else the character itself.
+constexpr Piece AsciiPiece(uint32_t c, const EntityRow* table, bool skipMarkupRows, bool numericApostrophe) {
+  if (c == 39 && numericApostrophe) return TextPiece("&#39;");
+  const EntityRow* row = table;
+  if (skipMarkupRows) {
+    while (row->name != nullptr && row->code < 128) ++row;
+  }
+  for (; row->name != nullptr; ++row) {
+    if (row->code == c) return EntityPiece(row->name);
+  }
+  if (IsDroppedControl(c)) return Piece{};
+  Piece piece{};
+  piece.text[0] = static_cast<char>(c);
+  piece.length = 1;
+  return piece;
+}
+
+using AsciiPieces = std::array<Piece, 128>;
+
+constexpr AsciiPieces MakeAsciiPieces(const EntityRow* table, bool skipMarkupRows, bool numericApostrophe) {
+  AsciiPieces pieces{};
+  for (uint32_t c = 0; c < 128; ++c) pieces[c] = AsciiPiece(c, table, skipMarkupRows, numericApostrophe);
+  return pieces;
+}
+
+// HTML: options 0 writes references for the markup, options 1 keeps it. XML: the markup always
+// becomes references; options 1 writes ' as "&apos;".
+constexpr AsciiPieces kHTMLPieces = MakeAsciiPieces(escapecodes, false, true);
+constexpr AsciiPieces kHTMLKeepMarkupPieces = MakeAsciiPieces(escapecodes, true, false);
+constexpr AsciiPieces kXMLPieces = MakeAsciiPieces(escapecodesXML, false, true);
+constexpr AsciiPieces kXMLApostrophePieces = MakeAsciiPieces(escapecodesXML, false, false);
+
+constexpr uint32_t MaxEntityCode() {
+  uint32_t highest = 0;
+  for (int row = 0; row < kRowCount; ++row) highest = std::max(highest, escapecodes[row].code);
+  return highest;
+}
+constexpr uint32_t kMaxEntityCode = MaxEntityCode();
+
+// Rows whose code is below 128 all lead the table, so for a code point of 128 or more the
+// first matching row is the same whether the leading rows are skipped or not.
+constexpr bool AsciiRowsLead() {
+  int row = 0;
+  while (row < kRowCount && escapecodes[row].code < 128) ++row;
+  for (; row < kRowCount; ++row) {
+    if (escapecodes[row].code < 128) return false;
+  }
+  return true;
+}
+static_assert(AsciiRowsLead());
+
+// For each code point up to the highest in the table: 1 + the first row with that code, or 0.
+using RowIndex = std::array<uint8_t, kMaxEntityCode + 1>;
+static_assert(kRowCount < 255, "row numbers must fit the index");
+constexpr RowIndex MakeRowOfCode() {
+  RowIndex index{};
+  for (int row = 0; row < kRowCount; ++row) {
+    uint8_t& slot = index[escapecodes[row].code];
+    if (slot == 0) slot = static_cast<uint8_t>(row + 1);
+  }
+  return index;
+}
+constexpr RowIndex kRowOfCode = MakeRowOfCode();
+
+constexpr std::array<Piece, kRowCount> MakeEntityPieces() {
+  std::array<Piece, kRowCount> pieces{};
+  for (int row = 0; row < kRowCount; ++row) pieces[row] = EntityPiece(escapecodes[row].name);
+  return pieces;
+}
+constexpr std::array<Piece, kRowCount> kEntityPieces = MakeEntityPieces();
+
+// Writes "&#<c in decimal>;" at out and returns the end (at most 13 bytes). The code point is
+// written unsigned.
+char* WriteDecimalReference(char* out, uint32_t c) {
+  char digits[10];
+  int count = 0;
+  do {
+    digits[count++] = static_cast<char>('0' + c % 10);
+    c /= 10;
+  } while (c != 0);
+  *out++ = '&';
+  *out++ = '#';
+  while (count > 0) *out++ = digits[--count];
+  *out++ = ';';
+  return out;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Results built from UTF-32.
+
+// Values that are no Unicode scalar value are written as the old hosts' UTF-16 path writes them
+// (a surrogate value is dropped, a value above U+10FFFF becomes U+FFFD), so that every host
+// returns the same text and one such value never empties the whole result. Works in place.
+int64_t KeepScalarValues(uint32_t* units, int64_t count) {
+  const auto invalid = [](uint32_t c) { return c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF); };
+  int64_t read = std::find_if(units, units + count, invalid) - units;
+  int64_t written = read;
+  for (; read < count; ++read) {
+    const uint32_t c = units[read];
+    if (c > 0x10FFFF) {
+      units[written++] = 0xFFFD;
+    } else if (c < 0xD800 || c > 0xDFFF) {
+      units[written++] = c;
+    }
+  }
+  return written;
+}
+
+REALstringStruct* BuildFromCodePoints(OutputBuffer<uint32_t>& out) {
+  const int64_t count = KeepScalarValues(out.Data(), out.Length());
+  if (count > INT64_MAX / 4) return nullptr;
+  return REALBuildUnicodeString(out.Data(), count * 4, kEncodingUTF32);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Decoding.
+
+// 0 when name[k] equals text[k] for every k below count, else -1; a count below 1 gives 0. The
+// comparison stops at the end of name: a text longer than the name never matches it, also
+// where the text holds a zero. A text shorter than the name matches the name's beginning, on
+// purpose: that prefix rule is the decoder's.
+int stringcompare(const char* name, const uint32_t* text, int64_t count) {
+  for (int64_t k = 0; k < count; ++k) {
+    const auto byte = static_cast<uint8_t>(name[k]);
+    if (byte == 0 || byte != text[k]) return -1;
+  }
+  return 0;
+}
+
+// The rows grouped by the first byte of their name, each group in table order: a scan of one
+// group finds the same first match as a scan of the whole table, since no row of another group
+// can match a candidate's first code point.
+struct RowsByInitial {
+  std::array<uint16_t, 129> start{};  // the group of byte b is rows[start[b]] to rows[start[b + 1]]
+  std::array<uint8_t, kRowCount> rows{};
+};
+
+constexpr RowsByInitial MakeRowsByInitial() {
+  RowsByInitial groups{};
+  std::array<uint16_t, 129> filled{};
+  for (int row = 0; row < kRowCount; ++row) ++groups.start[static_cast<uint8_t>(escapecodes[row].name[0]) + 1];
+  for (int b = 0; b < 128; ++b) groups.start[b + 1] += groups.start[b];
+  filled = groups.start;
+  for (int row = 0; row < kRowCount; ++row) {
+    const auto initial = static_cast<uint8_t>(escapecodes[row].name[0]);
+    groups.rows[filled[initial]++] = static_cast<uint8_t>(row);
+  }
+  return groups;
+}
+constexpr RowsByInitial kRowsByInitial = MakeRowsByInitial();
+
+// The first row of the table whose name begins with the count code points of name; -1 if none.
+int FindEntity(const uint32_t* name, int64_t count) {
+  if (count < 1 || name[0] >= 128) return -1;
+  const uint32_t initial = name[0];
+  for (int k = kRowsByInitial.start[initial]; k < kRowsByInitial.start[initial + 1]; ++k) {
+    const int row = kRowsByInitial.rows[k];
+    if (stringcompare(escapecodes[row].name, name, count) == 0) return row;
+  }
+  return -1;
+}
+
+// A numeric value above every code point; decimal reading stops growing there.
+constexpr uint32_t kBeyondUnicode = 0x110000;
+
+constexpr int HexValue(uint32_t c) {
+  if (c >= '0' && c <= '9') return static_cast<int>(c - '0');
+  if (c >= 'a' && c <= 'f') return static_cast<int>(c - 'a' + 10);
+  if (c >= 'A' && c <= 'F') return static_cast<int>(c - 'A' + 10);
+  return -1;
+}
+
+// The value of the numeric reference whose digits start at in[from]; positions from length on
+// read as zero. Hexadecimal reads at most 8 code points, each cut to its low 16 bits; decimal
+// reads any number, each cut to its low 8 bits (so U+0131 counts as "1", deliberately). A "-"
+// makes the value negative (returned as 0). Decimal values stop growing above U+10FFFF.
+uint32_t ReadNumber(const uint32_t* in, int64_t length, int64_t from, bool hexadecimal) {
+  bool negative = false;
+  uint32_t value = 0;
+  const int64_t end = hexadecimal ? std::min(length, from + 8) : length;
+  for (int64_t k = from; k < end; ++k) {
+    const uint32_t c = in[k] & (hexadecimal ? 0xFFFFu : 0xFFu);
+    if (c == '-') {
+      negative = true;
+      continue;
+    }
+    const int digit = hexadecimal ? HexValue(c) : (c >= '0' && c <= '9' ? static_cast<int>(c - '0') : -1);
+    if (digit < 0) break;  // also the zero code point
+    if (hexadecimal) {
+      value = value * 16 + static_cast<uint32_t>(digit);
+    } else {
+      value = std::min(value * 10 + static_cast<uint32_t>(digit), kBeyondUnicode);
+    }
+  }
+  return negative ? 0 : value;
+}
+
+// Decodes the reference whose "&" stands at in[i] into out and returns where to go on.
+int64_t DecodeReference(const uint32_t* in, int64_t length, int64_t i, OutputBuffer<uint32_t>& out) {
+  const int64_t literal = i + 1;  // the "&" is copied and the walk goes on after it
+  const int64_t remaining = length - i - 1;
+  if (remaining < 1) {
+    out.Push('&');
+    return literal;
+  }
+  // The name runs up to a ";" among the next 9 code points. At the very end of the text it may
+  // also run to the end (fewer than 9 code points), deliberately.
+  const int64_t window = std::min<int64_t>(remaining, 9);
+  const uint32_t* name = in + i + 1;
+  const int64_t count = std::find(name, name + window, static_cast<uint32_t>(';')) - name;
+  if (count == 0 || (count == window && window == 9)) {
+    out.Push('&');
+    return literal;
+  }
+  const int64_t next = i + count + 2;  // after the ";"
+
+  const int row = FindEntity(name, count);
+  if (row >= 0) {
+    out.Push(escapecodes[row].code);
+    return next;
+  }
+  if (name[0] != '#') {
+    out.Push('&');
+    return literal;
+  }
+  const bool hexadecimal = count >= 2 && name[1] == 'x';  // "&#X" is read as decimal and fails
+  const uint32_t value = ReadNumber(in, length, i + (hexadecimal ? 3 : 2), hexadecimal);
+  if (value < 1) {
+    out.Push('&');
+    return literal;
+  }
+  out.Push(value);
+  return next;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Ready-tests over the host string's bytes, and the tag remover.
+
+constexpr std::array<bool, 256> MakeNotReadyBytes() {
+  std::array<bool, 256> table{};
+  for (int b = 0; b < 256; ++b) table[b] = b == 0 || b >= 128 || IsMarkup(static_cast<uint32_t>(b));
+  return table;
+}
+constexpr std::array<bool, 256> kNotReadyByte = MakeNotReadyBytes();
+
+int8_t IsReadyForMarkup(REALstringStruct* s) {
+  if (s == nullptr) return true;
+  switch (REALGetStringEncoding(s)) {
+    case kEncodingASCII:
+    case kEncodingUTF8:
+    case kEncodingWindowsLatin1:
+    case kEncodingMacRoman:
+      break;
+    default:
+      return false;
+  }
+  rbData bytes(s);
+  const uint8_t* p = bytes.Data();
+  return std::none_of(p, p + bytes.Size(), [](uint8_t b) { return kNotReadyByte[b]; });
+}
+
+// Bytes that end a run of text copied outside tags.
+constexpr std::array<bool, 256> MakeTagBytes() {
+  std::array<bool, 256> table{};
+  table[0] = table['<'] = table['>'] = true;
+  return table;
+}
+constexpr std::array<bool, 256> kTagByte = MakeTagBytes();
+
+constexpr bool IsASCIILetter(uint8_t b) { return static_cast<uint8_t>((b | 0x20) - 'a') < 26; }
+
+}  // namespace
+
+REALstringStruct* EncodingToHTML(REALstringStruct* s, int64_t options) {
+  rbText text(s);
+  const uint32_t* in = text.GetUTF32();
+  int64_t length = text.LengthUTF32();
+  if (length < 1) return nullptr;
+  if (StringIsHTMLready(in)) {
+    REALLockString(s);
+    return s;
+  }
+  if (IsByteOrderMark(in[0])) ++in, --length;
+
+  const AsciiPieces& ascii = (options & 1) != 0 ? kHTMLKeepMarkupPieces : kHTMLPieces;
+  OutputBuffer<char> out(4 * length + 4096);
+  for (int64_t i = 0; i < length; ++i) {
+    const uint32_t c = in[i];
+    char* cursor = out.Room(kLongestPiece);
+    const Piece* piece;
+    if (c < 128) {
+      piece = &ascii[c];
+    } else if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
+      piece = &kEntityPieces[kRowOfCode[c] - 1];
+    } else {
+      out.SetCursor(WriteDecimalReference(cursor, c));
+      continue;
+    }
+    memcpy(cursor, piece->text, sizeof piece->text);
+    out.Advance(piece->length);
+  }
+  return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingASCII);
+}
+
+REALstringStruct* EncodingToXML(REALstringStruct* s, int64_t options) {
+  rbText text(s);
+  const uint32_t* in = text.GetUTF32();
+  int64_t length = text.LengthUTF32();
+  if (length < 1) return nullptr;
+  if (StringIsXMLready(in)) {
+    REALLockString(s);
+    return s;
+  }
+  if (IsByteOrderMark(in[0])) ++in, --length;
+
+  const AsciiPieces& ascii = (options & 1) != 0 ? kXMLApostrophePieces : kXMLPieces;
+  OutputBuffer<uint32_t> out(length + 4096);
+  for (int64_t i = 0; i < length; ++i) {
+    const uint32_t c = in[i];
+    if (c >= 128) {
+      out.Push(c);
+      continue;
+    }
+    const Piece& piece = ascii[c];
+    uint32_t* cursor = out.Room(kLongestPiece);
+    for (int k = 0; k < piece.length; ++k) cursor[k] = static_cast<uint8_t>(piece.text[k]);
+    out.Advance(piece.length);
+  }
+  return BuildFromCodePoints(out);
+}
+
+REALstringStruct* DecodingToHTML(REALstringStruct* s) {
+  rbText text(s);
+  const uint32_t* in = text.GetUTF32();
+  const int64_t length = text.LengthUTF32();
+  if (length < 1) return nullptr;
+  OutputBuffer<uint32_t> out(length + 4096);
+  int64_t i = IsByteOrderMark(in[0]) ? 1 : 0;
+  while (i < length) {
+    const int64_t ampersand = std::find(in + i, in + length, static_cast<uint32_t>('&')) - in;
+    out.Append(in + i, ampersand - i);
+    if (ampersand >= length) break;
+    i = DecodeReference(in, length, ampersand, out);
+  }
+  return BuildFromCodePoints(out);
+}
+
+int8_t StringIsHTMLready(REALstringStruct* s) { return IsReadyForMarkup(s); }
+
+int8_t StringIsXMLready(REALstringStruct* s) { return IsReadyForMarkup(s); }
+
+REALstringStruct* RemoveHTMLTagsWith(REALstringStruct* s, REALstringStruct* replacement) {
+  rbText text(s);
+  const uint8_t* in = text.GetUTF8Bytes();
+  const int64_t length = text.LengthUTF8();
+  rbText replacementText(replacement);
+  // The replacement is zero-terminated text, as the result is: it ends at its first zero byte.
+  const char* with = replacementText.GetUTF8Nil();
+  const auto withLength = static_cast<int64_t>(with != nullptr ? strlen(with) : 0);
+
+  OutputBuffer<char> out(length + 10);
+  int64_t depth = 0;
+  bool inQuote = false;
+  int64_t i = 0;
+  while (i < length) {
+    if (depth == 0) {
+      int64_t end = i;
+      while (end < length && !kTagByte[in[end]]) ++end;
+      out.Append(reinterpret_cast<const char*>(in + i), end - i);
+      if (end >= length) break;
+      i = end;
+    }
+    const uint8_t b = in[i++];
+    if (depth > 0 && inQuote) {
+      inQuote = b != '"';
+      continue;
+    }
+    if (depth > 0 && b == '"') {
+      inQuote = true;
+      continue;
+    }
+    if (b == '<') {
+      const uint8_t next = i < length ? in[i] : 0;
+      if (next == '/' || IsASCIILetter(next)) {
+        ++depth;
+        continue;
+      }
+    } else if (b == '>') {
+      if (depth > 0) --depth;
+      continue;  // a stray ">" outside any tag is dropped too, deliberately
+    }
+    if (depth == 0) {
+      if (b == 0) break;  // the result ends at its first zero byte: nothing after it counts
+      out.Push(static_cast<char>(b));
+    } else if (with != nullptr) {
+      // One whole replacement for each byte dropped inside a tag, deliberately.
+      if (withLength > kMaxHostLength - out.Length()) return nullptr;
+      out.Append(with, withLength);
+    }
+  }
+  out.Push('\0');
+  return CString2RB(out.Data(), kEncodingUTF8);
+}
+
+REALstringStruct* RemoveHTMLTags(REALstringStruct* s) { return RemoveHTMLTagsWith(s, nullptr); }
+
+}  // namespace zyl
