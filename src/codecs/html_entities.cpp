@@ -217,10 +217,9 @@ struct RowsByInitial {
 
 constexpr RowsByInitial MakeRowsByInitial() {
   RowsByInitial groups{};
-  std::array<uint16_t, 129> filled{};
   for (int row = 0; row < kRowCount; ++row) ++groups.start[static_cast<uint8_t>(escapecodes[row].name[0]) + 1];
   for (int b = 0; b < 128; ++b) groups.start[b + 1] += groups.start[b];
-  filled = groups.start;
+  std::array<uint16_t, 129> filled = groups.start;
   for (int row = 0; row < kRowCount; ++row) {
     const auto initial = static_cast<uint8_t>(escapecodes[row].name[0]);
     groups.rows[filled[initial]++] = static_cast<uint8_t>(row);
@@ -240,9 +239,6 @@ int FindEntity(const uint32_t* name, int64_t count) {
   return -1;
 }
 
-// A numeric value above every code point; decimal reading stops growing there.
-constexpr uint32_t kBeyondUnicode = 0x110000;
-
 constexpr int HexValue(uint32_t c) {
   if (c >= '0' && c <= '9') return static_cast<int>(c - '0');
   if (c >= 'a' && c <= 'f') return static_cast<int>(c - 'a' + 10);
@@ -250,67 +246,54 @@ constexpr int HexValue(uint32_t c) {
   return -1;
 }
 
-// The value of the numeric reference whose digits start at in[from]; positions from length on
-// read as zero. Hexadecimal reads at most 8 code points, each cut to its low 16 bits; decimal
-// reads any number, each cut to its low 8 bits (so U+0131 counts as "1", deliberately). A "-"
-// makes the value negative (returned as 0). Decimal values stop growing above U+10FFFF.
-uint32_t ReadNumber(const uint32_t* in, int64_t length, int64_t from, bool hexadecimal) {
+// The value of the digits of a numeric reference, from digits up to the end of the name (the
+// ";" or the end of the text would stop the reading there anyway, so at most 7 digits are read
+// and nothing overflows). Hexadecimal digits are cut to their low 16 bits, decimal ones to their
+// low 8 bits (so U+0131 counts as "1", deliberately); any other code point, the zero code point
+// too, ends the reading. A "-" makes the value negative, returned as 0.
+uint32_t ReadNumber(const uint32_t* digits, const uint32_t* end, bool hexadecimal) {
   bool negative = false;
   uint32_t value = 0;
-  const int64_t end = hexadecimal ? std::min(length, from + 8) : length;
-  for (int64_t k = from; k < end; ++k) {
-    const uint32_t c = in[k] & (hexadecimal ? 0xFFFFu : 0xFFu);
+  for (; digits < end; ++digits) {
+    const uint32_t c = *digits & (hexadecimal ? 0xFFFFu : 0xFFu);
     if (c == '-') {
       negative = true;
       continue;
     }
     const int digit = hexadecimal ? HexValue(c) : (c >= '0' && c <= '9' ? static_cast<int>(c - '0') : -1);
-    if (digit < 0) break;  // also the zero code point
-    if (hexadecimal) {
-      value = value * 16 + static_cast<uint32_t>(digit);
-    } else {
-      value = std::min(value * 10 + static_cast<uint32_t>(digit), kBeyondUnicode);
-    }
+    if (digit < 0) break;
+    value = value * (hexadecimal ? 16 : 10) + static_cast<uint32_t>(digit);
   }
   return negative ? 0 : value;
 }
 
-// Decodes the reference whose "&" stands at in[i] into out and returns where to go on.
+// The code point a reference stands for, from its name (the count code points after the "&",
+// without the ";"); 0 when it stands for none. A table row comes first, so "&#..." is read as a
+// number only when no row matches.
+uint32_t ReferenceValue(const uint32_t* name, int64_t count) {
+  const int row = FindEntity(name, count);
+  if (row >= 0) return escapecodes[row].code;
+  if (name[0] != '#') return 0;
+  const bool hexadecimal = count >= 2 && name[1] == 'x';  // "&#X" is read as decimal and fails
+  return ReadNumber(name + (hexadecimal ? 2 : 1), name + count, hexadecimal);
+}
+
+// Decodes what follows the "&" at in[i] into out and returns where the walk goes on: after the
+// reference, or after the "&", which is copied, when there is none.
 int64_t DecodeReference(const uint32_t* in, int64_t length, int64_t i, OutputBuffer<uint32_t>& out) {
-  const int64_t literal = i + 1;  // the "&" is copied and the walk goes on after it
-  const int64_t remaining = length - i - 1;
-  if (remaining < 1) {
-    out.Push('&');
-    return literal;
-  }
   // The name runs up to a ";" among the next 9 code points. At the very end of the text it may
   // also run to the end (fewer than 9 code points), deliberately.
-  const int64_t window = std::min<int64_t>(remaining, 9);
   const uint32_t* name = in + i + 1;
+  const int64_t window = std::min<int64_t>(length - i - 1, 9);
   const int64_t count = std::find(name, name + window, static_cast<uint32_t>(';')) - name;
-  if (count == 0 || (count == window && window == 9)) {
+  const bool delimited = count > 0 && (count < window || window < 9);
+  const uint32_t value = delimited ? ReferenceValue(name, count) : 0;
+  if (value == 0) {
     out.Push('&');
-    return literal;
-  }
-  const int64_t next = i + count + 2;  // after the ";"
-
-  const int row = FindEntity(name, count);
-  if (row >= 0) {
-    out.Push(escapecodes[row].code);
-    return next;
-  }
-  if (name[0] != '#') {
-    out.Push('&');
-    return literal;
-  }
-  const bool hexadecimal = count >= 2 && name[1] == 'x';  // "&#X" is read as decimal and fails
-  const uint32_t value = ReadNumber(in, length, i + (hexadecimal ? 3 : 2), hexadecimal);
-  if (value < 1) {
-    out.Push('&');
-    return literal;
+    return i + 1;
   }
   out.Push(value);
-  return next;
+  return i + count + 2;
 }
 
 // ---------------------------------------------------------------------------------------------
