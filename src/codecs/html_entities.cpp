@@ -51,12 +51,16 @@ bool StringIsXMLready(const uint32_t* text) {
 // Encoding: the text written for one code point, looked up in tables made at compile time.
 
 // A piece of output: up to 15 ASCII bytes ("&thetasym;" is the longest entity), copied as a
-// whole and counted by its length. The longest output for one code point is 15 bytes.
+// whole and counted by its length. No code point gives more than 15 bytes, so a block of n code
+// points fits in n x kRoomPerCodePoint bytes, also when all 16 bytes of a piece are copied.
 struct Piece {
   char text[15];
   uint8_t length;
 };
-constexpr int64_t kLongestPiece = 16;
+static_assert(sizeof(Piece) == 16);
+constexpr int64_t kRoomPerCodePoint = 16;
+// Code points encoded between two checks of the output's room.
+constexpr int64_t kBlock = 256;
 
 constexpr Piece TextPiece(const char* text) {
   Piece piece{};
@@ -109,6 +113,16 @@ constexpr AsciiPieces kHTMLPieces = MakeAsciiPieces(escapecodes, false, true);
 constexpr AsciiPieces kHTMLKeepMarkupPieces = MakeAsciiPieces(escapecodes, true, false);
 constexpr AsciiPieces kXMLPieces = MakeAsciiPieces(escapecodesXML, false, true);
 constexpr AsciiPieces kXMLApostrophePieces = MakeAsciiPieces(escapecodesXML, false, false);
+
+// The pieces of ASCII code points are at most 8 bytes ("&quot;"), so 8 bytes of them are copied.
+constexpr bool AsciiPiecesFit(const AsciiPieces& pieces) {
+  for (const Piece& piece : pieces) {
+    if (piece.length > 8) return false;
+  }
+  return true;
+}
+static_assert(AsciiPiecesFit(kHTMLPieces) && AsciiPiecesFit(kHTMLKeepMarkupPieces));
+static_assert(AsciiPiecesFit(kXMLPieces) && AsciiPiecesFit(kXMLApostrophePieces));
 
 constexpr uint32_t MaxEntityCode() {
   uint32_t highest = 0;
@@ -330,7 +344,53 @@ constexpr std::array<bool, 256> MakeTagBytes() {
 }
 constexpr std::array<bool, 256> kTagByte = MakeTagBytes();
 
+constexpr uint64_t kOnes = 0x0101010101010101ull;
+constexpr bool HasZeroByte(uint64_t word) { return ((word - kOnes) & ~word & (kOnes * 0x80)) != 0; }
+
+// The offset of the first "<", ">" or zero byte among the n bytes at p; n when there is none.
+// Eight bytes at a time while none of them is one.
+int64_t FindTagByte(const uint8_t* p, int64_t n) {
+  int64_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t word;
+    memcpy(&word, p + i, sizeof word);
+    if (HasZeroByte(word) || HasZeroByte(word ^ (kOnes * '<')) || HasZeroByte(word ^ (kOnes * '>'))) break;
+  }
+  while (i < n && !kTagByte[p[i]]) ++i;
+  return i;
+}
+
 constexpr bool IsASCIILetter(uint8_t b) { return static_cast<uint8_t>((b | 0x20) - 'a') < 26; }
+
+// Whether a "<" followed by the byte at p opens a tag: "/" or an ASCII letter. The end of the
+// text reads as its terminating zero byte.
+bool OpensTag(const uint8_t* p, const uint8_t* end) { return p < end && (*p == '/' || IsASCIILetter(*p)); }
+
+// Walks a tag whose opening "<" stands just before p, to just after the ">" that closes it (or
+// to the end). Inside, a "<" that opens a tag nests one level deeper and each ">" closes one; a
+// double-quoted part hides both. Adds to *dropped every byte that a replacement stands for:
+// all but the quoted parts, the quotes, the "<" of nested tags and the ">".
+const uint8_t* SkipTag(const uint8_t* p, const uint8_t* end, int64_t* dropped) {
+  int64_t depth = 1;
+  bool inQuote = false;
+  int64_t count = 0;
+  while (p < end) {
+    const uint8_t b = *p++;
+    if (inQuote) {
+      inQuote = b != '"';
+    } else if (b == '"') {
+      inQuote = true;
+    } else if (b == '<' && OpensTag(p, end)) {
+      ++depth;
+    } else if (b == '>') {
+      if (--depth == 0) break;
+    } else {
+      ++count;
+    }
+  }
+  *dropped += count;
+  return p;
+}
 
 }  // namespace
 
@@ -347,20 +407,23 @@ REALstringStruct* EncodingToHTML(REALstringStruct* s, int64_t options) {
 
   const AsciiPieces& ascii = (options & 1) != 0 ? kHTMLKeepMarkupPieces : kHTMLPieces;
   OutputBuffer<char> out(4 * length + 4096);
-  for (int64_t i = 0; i < length; ++i) {
-    const uint32_t c = in[i];
-    char* cursor = out.Room(kLongestPiece);
-    const Piece* piece;
-    if (c < 128) {
-      piece = &ascii[c];
-    } else if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
-      piece = &kEntityPieces[kRowOfCode[c] - 1];
-    } else {
-      out.SetCursor(WriteDecimalReference(cursor, c));
-      continue;
+  for (const uint32_t* const end = in + length; in < end;) {
+    const uint32_t* const blockEnd = in + std::min<int64_t>(end - in, kBlock);
+    char* cursor = out.Room((blockEnd - in) * kRoomPerCodePoint);
+    for (; in < blockEnd; ++in) {
+      const uint32_t c = *in;
+      if (c < 128) {
+        memcpy(cursor, ascii[c].text, 8);
+        cursor += ascii[c].length;
+      } else if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
+        const Piece& piece = kEntityPieces[kRowOfCode[c] - 1];
+        memcpy(cursor, &piece, sizeof piece);
+        cursor += piece.length;
+      } else {
+        cursor = WriteDecimalReference(cursor, c);
+      }
     }
-    memcpy(cursor, piece->text, sizeof piece->text);
-    out.Advance(piece->length);
+    out.SetCursor(cursor);
   }
   return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingASCII);
 }
@@ -378,16 +441,23 @@ REALstringStruct* EncodingToXML(REALstringStruct* s, int64_t options) {
 
   const AsciiPieces& ascii = (options & 1) != 0 ? kXMLApostrophePieces : kXMLPieces;
   OutputBuffer<uint32_t> out(length + 4096);
-  for (int64_t i = 0; i < length; ++i) {
-    const uint32_t c = in[i];
-    if (c >= 128) {
-      out.Push(c);
-      continue;
+  for (const uint32_t* const end = in + length; in < end;) {
+    const uint32_t* const blockEnd = in + std::min<int64_t>(end - in, kBlock);
+    uint32_t* cursor = out.Room((blockEnd - in) * kRoomPerCodePoint);
+    for (; in < blockEnd; ++in) {
+      const uint32_t c = *in;
+      if (c >= 128) {
+        *cursor++ = c;
+        continue;
+      }
+      const Piece& piece = ascii[c];
+      if (piece.length == 1) {
+        *cursor++ = c;
+        continue;
+      }
+      for (int k = 0; k < piece.length; ++k) *cursor++ = static_cast<uint8_t>(piece.text[k]);
     }
-    const Piece& piece = ascii[c];
-    uint32_t* cursor = out.Room(kLongestPiece);
-    for (int k = 0; k < piece.length; ++k) cursor[k] = static_cast<uint8_t>(piece.text[k]);
-    out.Advance(piece.length);
+    out.SetCursor(cursor);
   }
   return BuildFromCodePoints(out);
 }
@@ -414,52 +484,35 @@ int8_t StringIsXMLready(REALstringStruct* s) { return IsReadyForMarkup(s); }
 
 REALstringStruct* RemoveHTMLTagsWith(REALstringStruct* s, REALstringStruct* replacement) {
   rbText text(s);
-  const uint8_t* in = text.GetUTF8Bytes();
-  const int64_t length = text.LengthUTF8();
+  const uint8_t* p = text.GetUTF8Bytes();
+  const uint8_t* const end = p + text.LengthUTF8();
   rbText replacementText(replacement);
   // The replacement is zero-terminated text, as the result is: it ends at its first zero byte.
   const char* with = replacementText.GetUTF8Nil();
   const auto withLength = static_cast<int64_t>(with != nullptr ? strlen(with) : 0);
 
-  OutputBuffer<char> out(length + 10);
-  int64_t depth = 0;
-  bool inQuote = false;
-  int64_t i = 0;
-  while (i < length) {
-    if (depth == 0) {
-      int64_t end = i;
-      while (end < length && !kTagByte[in[end]]) ++end;
-      out.Append(reinterpret_cast<const char*>(in + i), end - i);
-      if (end >= length) break;
-      i = end;
-    }
-    const uint8_t b = in[i++];
-    if (depth > 0 && inQuote) {
-      inQuote = b != '"';
+  OutputBuffer<char> out(text.LengthUTF8() + 10);
+  while (p < end) {
+    const int64_t run = FindTagByte(p, end - p);
+    out.Append(reinterpret_cast<const char*>(p), run);
+    p += run;
+    if (p == end) break;
+    const uint8_t b = *p++;
+    if (b == 0) break;       // the result ends at its first zero byte: nothing after it counts
+    if (b == '>') continue;  // a stray ">" outside any tag is dropped too, deliberately
+    if (!OpensTag(p, end)) {
+      out.Push('<');
       continue;
     }
-    if (depth > 0 && b == '"') {
-      inQuote = true;
-      continue;
-    }
-    if (b == '<') {
-      const uint8_t next = i < length ? in[i] : 0;
-      if (next == '/' || IsASCIILetter(next)) {
-        ++depth;
-        continue;
-      }
-    } else if (b == '>') {
-      if (depth > 0) --depth;
-      continue;  // a stray ">" outside any tag is dropped too, deliberately
-    }
-    if (depth == 0) {
-      if (b == 0) break;  // the result ends at its first zero byte: nothing after it counts
-      out.Push(static_cast<char>(b));
-    } else if (with != nullptr) {
-      // One whole replacement for each byte dropped inside a tag, deliberately.
-      if (withLength > kMaxHostLength - out.Length()) return nullptr;
-      out.Append(with, withLength);
-    }
+    int64_t dropped = 0;
+    p = SkipTag(p, end, &dropped);
+    // One whole replacement for each byte dropped inside the tag, deliberately. Nothing else is
+    // written while inside it, so they all go out together.
+    if (with == nullptr || withLength == 0 || dropped == 0) continue;
+    if (dropped > (kMaxHostLength - out.Length()) / withLength) return nullptr;
+    char* cursor = out.Room(dropped * withLength);
+    for (int64_t k = 0; k < dropped; ++k, cursor += withLength) memcpy(cursor, with, static_cast<size_t>(withLength));
+    out.SetCursor(cursor);
   }
   out.Push('\0');
   return CString2RB(out.Data(), kEncodingUTF8);
