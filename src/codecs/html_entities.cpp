@@ -163,6 +163,35 @@ constexpr std::array<Piece, kRowCount> MakeEntityPieces() {
 }
 constexpr std::array<Piece, kRowCount> kEntityPieces = MakeEntityPieces();
 
+// Runs an encoder over s as UTF-32: nil when s holds no code points; s itself, with one more
+// reference, when ready() finds nothing to encode (no copy is made); otherwise encode(code
+// points, count) without a leading byte-order mark.
+template <typename Encode>
+REALstringStruct* EncodeText(REALstringStruct* s, bool (*ready)(const uint32_t*), Encode encode) {
+  rbText text(s);
+  const uint32_t* in = text.GetUTF32();
+  int64_t length = text.LengthUTF32();
+  if (length < 1) return nullptr;
+  if (ready(in)) {
+    REALLockString(s);
+    return s;
+  }
+  if (IsByteOrderMark(in[0])) ++in, --length;
+  return encode(in, length);
+}
+
+// Hands each code point with the output cursor to write(), which writes at most
+// kRoomPerCodePoint units there and returns the new cursor. The room is made once per block.
+template <typename Unit, typename Write>
+void WriteInBlocks(OutputBuffer<Unit>& out, const uint32_t* in, int64_t length, Write write) {
+  for (const uint32_t* const end = in + length; in < end;) {
+    const uint32_t* const blockEnd = in + std::min<int64_t>(end - in, kBlock);
+    Unit* cursor = out.Room((blockEnd - in) * kRoomPerCodePoint);
+    for (; in < blockEnd; ++in) cursor = write(cursor, *in);
+    out.SetCursor(cursor);
+  }
+}
+
 // Writes "&#<c in decimal>;" at out and returns the end (at most 13 bytes). The code point is
 // written unsigned.
 char* WriteDecimalReference(char* out, uint32_t c) {
@@ -395,71 +424,39 @@ const uint8_t* SkipTag(const uint8_t* p, const uint8_t* end, int64_t* dropped) {
 }  // namespace
 
 REALstringStruct* EncodingToHTML(REALstringStruct* s, int64_t options) {
-  rbText text(s);
-  const uint32_t* in = text.GetUTF32();
-  int64_t length = text.LengthUTF32();
-  if (length < 1) return nullptr;
-  if (StringIsHTMLready(in)) {
-    REALLockString(s);
-    return s;
-  }
-  if (IsByteOrderMark(in[0])) ++in, --length;
-
-  const AsciiPieces& ascii = (options & 1) != 0 ? kHTMLKeepMarkupPieces : kHTMLPieces;
-  OutputBuffer<char> out(4 * length + 4096);
-  for (const uint32_t* const end = in + length; in < end;) {
-    const uint32_t* const blockEnd = in + std::min<int64_t>(end - in, kBlock);
-    char* cursor = out.Room((blockEnd - in) * kRoomPerCodePoint);
-    for (; in < blockEnd; ++in) {
-      const uint32_t c = *in;
+  return EncodeText(s, StringIsHTMLready, [&](const uint32_t* in, int64_t length) {
+    const AsciiPieces& ascii = (options & 1) != 0 ? kHTMLKeepMarkupPieces : kHTMLPieces;
+    OutputBuffer<char> out(4 * length + 4096);
+    WriteInBlocks(out, in, length, [&](char* cursor, uint32_t c) {
       if (c < 128) {
         memcpy(cursor, ascii[c].text, 8);
-        cursor += ascii[c].length;
-      } else if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
+        return cursor + ascii[c].length;
+      }
+      if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
         const Piece& piece = kEntityPieces[kRowOfCode[c] - 1];
         memcpy(cursor, &piece, sizeof piece);
-        cursor += piece.length;
-      } else {
-        cursor = WriteDecimalReference(cursor, c);
+        return cursor + piece.length;
       }
-    }
-    out.SetCursor(cursor);
-  }
-  return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingASCII);
+      return WriteDecimalReference(cursor, c);
+    });
+    return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingASCII);
+  });
 }
 
 REALstringStruct* EncodingToXML(REALstringStruct* s, int64_t options) {
-  rbText text(s);
-  const uint32_t* in = text.GetUTF32();
-  int64_t length = text.LengthUTF32();
-  if (length < 1) return nullptr;
-  if (StringIsXMLready(in)) {
-    REALLockString(s);
-    return s;
-  }
-  if (IsByteOrderMark(in[0])) ++in, --length;
-
-  const AsciiPieces& ascii = (options & 1) != 0 ? kXMLApostrophePieces : kXMLPieces;
-  OutputBuffer<uint32_t> out(length + 4096);
-  for (const uint32_t* const end = in + length; in < end;) {
-    const uint32_t* const blockEnd = in + std::min<int64_t>(end - in, kBlock);
-    uint32_t* cursor = out.Room((blockEnd - in) * kRoomPerCodePoint);
-    for (; in < blockEnd; ++in) {
-      const uint32_t c = *in;
-      if (c >= 128) {
-        *cursor++ = c;
-        continue;
+  return EncodeText(s, StringIsXMLready, [&](const uint32_t* in, int64_t length) {
+    const AsciiPieces& ascii = (options & 1) != 0 ? kXMLApostrophePieces : kXMLPieces;
+    OutputBuffer<uint32_t> out(length + 4096);
+    WriteInBlocks(out, in, length, [&](uint32_t* cursor, uint32_t c) {
+      if (c >= 128 || ascii[c].length == 1) {
+        *cursor = c;
+        return cursor + 1;
       }
-      const Piece& piece = ascii[c];
-      if (piece.length == 1) {
-        *cursor++ = c;
-        continue;
-      }
-      for (int k = 0; k < piece.length; ++k) *cursor++ = static_cast<uint8_t>(piece.text[k]);
-    }
-    out.SetCursor(cursor);
-  }
-  return BuildFromCodePoints(out);
+      for (int k = 0; k < ascii[c].length; ++k) *cursor++ = static_cast<uint8_t>(ascii[c].text[k]);
+      return cursor;
+    });
+    return BuildFromCodePoints(out);
+  });
 }
 
 REALstringStruct* DecodingToHTML(REALstringStruct* s) {

@@ -1,18 +1,13 @@
 // Throughput of the HTML, XML and URL codecs on 1 MiB inputs, called as the host calls them,
 // next to memcpy of the same buffer (the physical limit on one core).
 // Run: build/native/tests/benchmarks/zyl_codecs_web_benchmark
-#include <benchmark/benchmark.h>
-#include <memhost.h>
-
-#include <cstring>
-#include <random>
 #include <string>
 
-#include "plugin/registration.h"
+#include "benchmarks/benchmark_support.h"
 
 namespace {
 
-constexpr size_t kSize = 1 << 20;
+using zylbench::kSize;
 
 std::string Repeat(const std::string& piece) {
   std::string s;
@@ -29,39 +24,13 @@ std::string TaggedText() { return Repeat("<p class=\"note\">Some <b>bold</b> and
 std::string UrlText() { return Repeat("path/to/caf\xC3\xA9?q=a b&x=1+2#frag "); }
 std::string PercentText() { return Repeat("path%2Fto%2Fcaf%C3%A9%3Fq%3Da%20b%26x%3D1+2%23frag "); }
 
-std::string RandomBytes() {
-  std::mt19937 rng(7);
-  std::string s(kSize, '\0');
-  for (char& c : s) c = static_cast<char>(rng() & 0xFF);
-  return s;
-}
-
-// One host session with the plug-in loaded, shared by every benchmark.
-struct Loaded {
-  memhost::Session session{2024.0};
-  Loaded() { REALPluginMain(memhost::Resolve); }
-};
-Loaded& Host() {
-  static Loaded loaded;
-  return loaded;
-}
-
-void BM_memcpy(benchmark::State& state) {
-  const std::string in = MarkupText();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy(benchmark::State& state) { zylbench::CopyBaseline(state, MarkupText()); }
 
 // Calls the declaration with the input (and the extra arguments) as the host does; counts the
 // input's bytes.
 template <class... A>
 void Run(benchmark::State& state, const char* declaration, const std::string& input, uint32_t encoding, A... extra) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String s(input, encoding, memhost::Storage::External);
   for (auto _ : state) {
     REALstringStruct* result = memhost::Call<REALstringStruct*>(declaration, s.get(), extra...);
@@ -87,12 +56,12 @@ void BM_DecodingFromHTML_entities(benchmark::State& state) { Run(state, kFromHTM
 void BM_DecodingFromHTML_plain(benchmark::State& state) { Run(state, kFromHTML, MixedText(), memhost::kUTF8); }
 void BM_RemoveHTMLTags(benchmark::State& state) { Run(state, kRemoveTags, TaggedText(), memhost::kUTF8); }
 void BM_RemoveHTMLTagsWith(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String dot("\xC2\xB7", memhost::kUTF8);
   Run(state, kRemoveTagsWith, TaggedText(), memhost::kUTF8, dot.get());
 }
 void BM_EncodingToURL_text(benchmark::State& state) { Run(state, kToURL, UrlText(), memhost::kUTF8); }
-void BM_EncodingToURL_random(benchmark::State& state) { Run(state, kToURL, RandomBytes(), memhost::kNoEncoding); }
+void BM_EncodingToURL_random(benchmark::State& state) { Run(state, kToURL, zylbench::RandomBytes(), memhost::kNoEncoding); }
 void BM_DecodingFromURL(benchmark::State& state) { Run(state, kFromURL, PercentText(), memhost::kASCII, int64_t{1}); }
 
 }  // namespace

@@ -1,19 +1,15 @@
 // Throughput of the text model on 1 MiB inputs, next to memcpy of the same buffer (the physical
 // limit on one core). Run: build/native/tests/benchmarks/zyl_text_benchmark
-#include <benchmark/benchmark.h>
-#include <memhost.h>
-
-#include <cstring>
-#include <random>
 #include <string>
 
+#include "benchmarks/benchmark_support.h"
 #include "plugin/builders.h"
-#include "plugin/registration.h"
 #include "text/text.h"
 
 namespace {
 
-constexpr size_t kSize = 1 << 20;
+using zylbench::kSize;
+using zylbench::RandomBytes;
 
 std::string AsciiText() {
   std::string s;
@@ -28,36 +24,10 @@ std::string MixedText() {  // Latin, Greek, CJK and an emoji: 1- to 4-byte seque
   return s;
 }
 
-std::string RandomBytes() {
-  std::mt19937 rng(7);
-  std::string s(kSize, '\0');
-  for (char& c : s) c = static_cast<char>(rng() & 0xFF);
-  return s;
-}
-
-// One host session with the plug-in loaded, shared by every benchmark.
-struct Loaded {
-  memhost::Session session{2024.0};
-  Loaded() { REALPluginMain(memhost::Resolve); }
-};
-Loaded& Host() {
-  static Loaded loaded;
-  return loaded;
-}
-
-void BM_memcpy(benchmark::State& state) {
-  const std::string in = AsciiText();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy(benchmark::State& state) { zylbench::CopyBaseline(state, AsciiText()); }
 
 void RunCheckUTF8(benchmark::State& state, const std::string& input) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String data(input, memhost::kNoEncoding, memhost::Storage::External);
   memhost::String placeholder("?", memhost::kUTF8);
   for (auto _ : state) {
@@ -85,7 +55,7 @@ void BM_IsASCII(benchmark::State& state) {
 }
 
 void RunTextForm(benchmark::State& state, const std::string& input, bool utf32) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String text(input, memhost::kUTF8, memhost::Storage::External);
   for (auto _ : state) {
     zyl::rbText view(text.get());

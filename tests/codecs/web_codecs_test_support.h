@@ -25,6 +25,19 @@ inline constexpr const char* kToURL2 = "EncodingToURLZYL(s as string, options as
 inline constexpr const char* kFromURL1 = "DecodingFromURLZYL(s as string) as string";
 inline constexpr const char* kFromURL2 = "DecodingFromURLZYL(s as string, options as integer) as string";
 
+// What a string method must give for a text: the result's bytes, or nil (nullopt).
+struct Case {
+  std::string why, in;
+  std::optional<std::string> out;
+  int64_t options = 0;
+};
+
+// The bytes tagged with the encoding, as a result is compared; nullopt stays nullopt.
+inline std::optional<memhost::StringValue> Tagged(const std::optional<std::string>& bytes, uint32_t encoding) {
+  if (!bytes) return std::nullopt;
+  return memhost::StringValue{*bytes, encoding};
+}
+
 // Takes over a string result and gives back its bytes and encoding; nullopt for nil.
 inline std::optional<memhost::StringValue> Take(REALstringStruct* result) {
   memhost::String owned(result);
