@@ -30,7 +30,8 @@ constexpr bool IsMarkup(uint32_t c) { return c < 63 && ((kMarkupMask >> c) & 1) 
 constexpr bool IsByteOrderMark(uint32_t c) { return c == 0xFEFF || c == 0xFFFE; }
 constexpr bool IsDroppedControl(uint32_t c) { return c < 32 && c != 9 && c != 10 && c != 13; }
 
-// The UTF-32 ready-tests, up to the first zero. A null or empty text is ready.
+// The UTF-32 ready-tests over zero-terminated text: a zero code point ends the test like the
+// terminator does, so nothing after it is looked at. A null or empty text is ready.
 bool StringIsHTMLready(const uint32_t* text) {
   if (text == nullptr) return true;
   for (; *text != 0; ++text) {

@@ -18,9 +18,13 @@ std::string Repeat(const std::string& piece) {
 // Prose with markup: most bytes plain, one in twenty a markup character.
 std::string MarkupText() { return Repeat("Tom & Jerry's <b>cartoon</b> is \"classic\"; say it 0123456789 times.\n"); }
 // Latin, Greek, symbols and an emoji: entities, decimal references and plain ASCII mixed.
-std::string MixedText() { return Repeat("Gr\xC3\xBC\xC3\x9F" "e \xCE\xB1\xCE\xB2 \xE2\x82\xAC \xE2\x98\x83 \xF0\x9F\x98\x80 <caf\xC3\xA9> "); }
+std::string MixedText() {
+  return Repeat("Gr\xC3\xBC\xC3\x9F" "e \xCE\xB1\xCE\xB2 \xE2\x82\xAC \xE2\x98\x83 \xF0\x9F\x98\x80 <caf\xC3\xA9> ");
+}
 std::string EntityText() { return Repeat("&lt;p&gt;caf&eacute; &amp; cr&egrave;me &#8364;5 &#x263A; &sup2; text "); }
-std::string TaggedText() { return Repeat("<p class=\"note\">Some <b>bold</b> and <a href=\"x>y\">linked</a> text.</p>\n"); }
+std::string TaggedText() {
+  return Repeat("<p class=\"note\">Some <b>bold</b> and <a href=\"x>y\">linked</a> text.</p>\n");
+}
 std::string UrlText() { return Repeat("path/to/caf\xC3\xA9?q=a b&x=1+2#frag "); }
 std::string PercentText() { return Repeat("path%2Fto%2Fcaf%C3%A9%3Fq%3Da%20b%26x%3D1+2%23frag "); }
 
@@ -49,7 +53,9 @@ constexpr const char* kRemoveTagsWith =
 constexpr const char* kToURL = "EncodingToURLZYL(s as string) as string";
 constexpr const char* kFromURL = "DecodingFromURLZYL(s as string, options as integer) as string";
 
-void BM_EncodingToHTML_markup(benchmark::State& state) { Run(state, kToHTML, MarkupText(), memhost::kUTF8, int64_t{0}); }
+void BM_EncodingToHTML_markup(benchmark::State& state) {
+  Run(state, kToHTML, MarkupText(), memhost::kUTF8, int64_t{0});
+}
 void BM_EncodingToHTML_mixed(benchmark::State& state) { Run(state, kToHTML, MixedText(), memhost::kUTF8, int64_t{0}); }
 void BM_EncodingToXML_mixed(benchmark::State& state) { Run(state, kToXML, MixedText(), memhost::kUTF8, int64_t{0}); }
 void BM_DecodingFromHTML_entities(benchmark::State& state) { Run(state, kFromHTML, EntityText(), memhost::kUTF8); }
@@ -61,7 +67,9 @@ void BM_RemoveHTMLTagsWith(benchmark::State& state) {
   Run(state, kRemoveTagsWith, TaggedText(), memhost::kUTF8, dot.get());
 }
 void BM_EncodingToURL_text(benchmark::State& state) { Run(state, kToURL, UrlText(), memhost::kUTF8); }
-void BM_EncodingToURL_random(benchmark::State& state) { Run(state, kToURL, zylbench::RandomBytes(), memhost::kNoEncoding); }
+void BM_EncodingToURL_random(benchmark::State& state) {
+  Run(state, kToURL, zylbench::RandomBytes(), memhost::kNoEncoding);
+}
 void BM_DecodingFromURL(benchmark::State& state) { Run(state, kFromURL, PercentText(), memhost::kASCII, int64_t{1}); }
 
 }  // namespace

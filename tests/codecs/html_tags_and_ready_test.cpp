@@ -18,7 +18,8 @@ std::optional<std::string> Remove(const std::string& text, const std::optional<s
   String s(text, memhost::kUTF8);
   if (!with) {
     const auto one = Take(memhost::Call<REALstringStruct*>(kRemoveTags, s.get()));
-    const auto two = Take(memhost::Call<REALstringStruct*>(kRemoveTagsWith, s.get(), static_cast<REALstringStruct*>(nullptr)));
+    const auto two =
+        Take(memhost::Call<REALstringStruct*>(kRemoveTagsWith, s.get(), static_cast<REALstringStruct*>(nullptr)));
     CHECK(one == two);
     if (one) CHECK(one->encoding == memhost::kUTF8);
     return one ? std::optional(one->bytes) : std::nullopt;
@@ -78,6 +79,10 @@ TEST_CASE("RemoveHTMLTagsWithZYL reads both strings as UTF-8 and grows past its 
   // Each of the 10000 bytes of the tag becomes 100 bytes: far beyond length + 10.
   const std::string hundred(100, '#');
   CHECK(Remove("a<" + std::string(10000, 'b') + ">z", hundred) == "a" + std::string(1000000, '#') + "z");
+
+  // 2048 dropped bytes of a 1 MiB replacement pass 0x7FFFFFFF bytes: nil, before any is written.
+  const std::string mebibyte(1 << 20, '#');
+  CHECK(Remove("a<" + std::string(2048, 'b') + ">z", mebibyte) == std::nullopt);
 }
 
 TEST_CASE("StringIsHTMLreadyZYL and StringIsXMLreadyZYL: the same byte test") {

@@ -35,7 +35,8 @@ TEST_CASE("HTML and XML tables: HTML 4.01's entities in the order the decoder re
   REQUIRE(rows == 253);
   CHECK(zyl::escapecodes[rows].code == 0);
   CHECK(zyl::escapecodes[rows].name == nullptr);
-  const std::pair<uint32_t, std::string_view> leading[] = {{34, "quot"}, {38, "amp"}, {39, "apos"}, {60, "lt"}, {62, "gt"}};
+  const std::pair<uint32_t, std::string_view> leading[] = {
+      {34, "quot"}, {38, "amp"}, {39, "apos"}, {60, "lt"}, {62, "gt"}};
   for (int row = 0; row < 5; ++row) {
     CHECK(zyl::escapecodes[row].code == leading[row].first);
     CHECK(zyl::escapecodes[row].name == leading[row].second);
