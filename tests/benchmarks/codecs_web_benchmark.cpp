@@ -1,13 +1,14 @@
 // Throughput of the HTML, XML and URL codecs on 1 MiB inputs, called as the host calls them,
 // next to memcpy of the same buffer (the physical limit on one core).
 // Run: build/native/tests/benchmarks/zyl_codecs_web_benchmark
+#include <random>
 #include <string>
 
-#include "benchmarks/benchmark_support.h"
+#include "benchmarks/benchmark_host.h"
 
 namespace {
 
-using zylbench::kSize;
+constexpr size_t kSize = 1 << 20;
 
 std::string Repeat(const std::string& piece) {
   std::string s;
@@ -26,9 +27,16 @@ std::string TaggedText() {
   return Repeat("<p class=\"note\">Some <b>bold</b> and <a href=\"x>y\">linked</a> text.</p>\n");
 }
 std::string UrlText() { return Repeat("path/to/caf\xC3\xA9?q=a b&x=1+2#frag "); }
+std::string RandomBytes() {
+  std::mt19937 rng(7);
+  std::string s(kSize, '\0');
+  for (char& c : s) c = static_cast<char>(rng() & 0xFF);
+  return s;
+}
+
 std::string PercentText() { return Repeat("path%2Fto%2Fcaf%C3%A9%3Fq%3Da%20b%26x%3D1+2%23frag "); }
 
-void BM_memcpy(benchmark::State& state) { zylbench::CopyBaseline(state, MarkupText()); }
+void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, MarkupText()); }
 
 // Calls the declaration with the input (and the extra arguments) as the host does; counts the
 // input's bytes.
@@ -68,7 +76,7 @@ void BM_RemoveHTMLTagsWith(benchmark::State& state) {
 }
 void BM_EncodingToURL_text(benchmark::State& state) { Run(state, kToURL, UrlText(), memhost::kUTF8); }
 void BM_EncodingToURL_random(benchmark::State& state) {
-  Run(state, kToURL, zylbench::RandomBytes(), memhost::kNoEncoding);
+  Run(state, kToURL, RandomBytes(), memhost::kNoEncoding);
 }
 void BM_DecodingFromURL(benchmark::State& state) { Run(state, kFromURL, PercentText(), memhost::kASCII, int64_t{1}); }
 
