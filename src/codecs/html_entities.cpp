@@ -115,7 +115,7 @@ constexpr AsciiPieces kHTMLKeepMarkupPieces = MakeAsciiPieces(escapecodes, true,
 constexpr AsciiPieces kXMLPieces = MakeAsciiPieces(escapecodesXML, false, true);
 constexpr AsciiPieces kXMLApostrophePieces = MakeAsciiPieces(escapecodesXML, false, false);
 
-// The pieces of ASCII code points are at most 8 bytes ("&quot;"), so 8 bytes of them are copied.
+// The pieces of ASCII code points fit in 8 bytes (the longest is "&quot;"): 8 bytes are copied.
 constexpr bool AsciiPiecesFit(const AsciiPieces& pieces) {
   for (const Piece& piece : pieces) {
     if (piece.length > 8) return false;
