@@ -75,9 +75,9 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("GetUnicodeMarkersZYL(kind as integer) as string",
         ZYL_METHOD(GetUnicodeMarkers)),  // 25
     Row("StringIsHTMLreadyZYL(s as string) as boolean",
-        ZYL_PENDING /* StringIsHTMLready */),  // 26
+        ZYL_METHOD(StringIsHTMLready)),  // 26
     Row("StringIsXMLreadyZYL(s as string) as boolean",
-        ZYL_PENDING /* StringIsXMLready */),  // 27
+        ZYL_METHOD(StringIsXMLready)),  // 27
     Row("StringANDZYL(a as string,b as string) as string",
         ZYL_PENDING /* StringAND */),  // 28
     Row("StringORZYL(a as string,b as string) as string",
@@ -93,21 +93,21 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("DecodingFromMySQLZYL(s as string) as string",
         ZYL_METHOD(DecodingFromMySQL)),  // 34
     Row("EncodingToHTMLZYL(s as string, options as integer = 0) as string",
-        ZYL_PENDING /* EncodingToHTML */),  // 35
+        ZYL_METHOD(EncodingToHTML)),  // 35
     Row("DecodingFromHTMLZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToHTML */),  // 36
+        ZYL_METHOD(DecodingToHTML)),  // 36
     Row("EncodingToXMLZYL(s as string, options as integer = 0) as string",
-        ZYL_PENDING /* EncodingToXML */),  // 37
+        ZYL_METHOD(EncodingToXML)),  // 37
     Row("DecodingFromXMLZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToHTML */),  // 38
+        ZYL_METHOD(DecodingToHTML)),  // 38
     Row("EncodingToURLZYL(s as string) as string",
-        ZYL_PENDING /* EncodingToURL1 */),  // 39
+        ZYL_METHOD(EncodingToURL1)),  // 39
     Row("EncodingToURLZYL(s as string, options as integer) as string",
-        ZYL_PENDING /* EncodingToURL2 */),  // 40
+        ZYL_METHOD(EncodingToURL2)),  // 40
     Row("DecodingFromURLZYL(s as string) as string",
-        ZYL_PENDING /* DecodingToURL1 */),  // 41
+        ZYL_METHOD(DecodingToURL1)),  // 41
     Row("DecodingFromURLZYL(s as string, options as integer) as string",
-        ZYL_PENDING /* DecodingToURL2 */),  // 42
+        ZYL_METHOD(DecodingToURL2)),  // 42
     Row("EncodingToQuotedPrintableZYL(s as string, LineLen as integer = 72) as string",
         ZYL_METHOD(EncodingToQuotedPrintable2)),  // 43
     Row("DecodingFromQuotedPrintableZYL(s as string) as string",
@@ -133,9 +133,9 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("IsASCIIStringZYL(s as string, mode as integer) as boolean",
         ZYL_METHOD(IsASCIIString2)),  // 54
     Row("RemoveHTMLTagsZYL(AsciiTextWithTags as string) as string",
-        ZYL_PENDING /* RemoveHTMLTags */),  // 55
+        ZYL_METHOD(RemoveHTMLTags)),  // 55
     Row("RemoveHTMLTagsWithZYL(AsciiTextWithTags as string, Replacement as string) as string",
-        ZYL_PENDING /* RemoveHTMLTagsWith */),  // 56
+        ZYL_METHOD(RemoveHTMLTagsWith)),  // 56
     Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string, e as string, f as string) as string",
         ZYL_PENDING /* ConcatBinaryStringsZYL6 */),  // 57
     Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string, e as string) as string",

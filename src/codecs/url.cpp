@@ -1,0 +1,120 @@
+// URL percent-encoding and decoding of the raw bytes of a host string.
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "codecs/codecs.h"
+#include "plugin/builders.h"
+#include "plugin/memory.h"
+#include "text/text.h"
+
+namespace zyl {
+
+namespace {
+
+constexpr const char* khex = "0123456789ABCDEF";
+
+// Letters, digits and these eight stay as they are: 70 plain bytes. "+" stays on purpose, so
+// that a decoder that reads "+" as a space does not give back what was encoded.
+constexpr bool IsPlain(int b) {
+  return (b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9') || b == '!' || b == '*' ||
+         b == '+' || b == '-' || b == '.' || b == '@' || b == '_' || b == '~';
+}
+
+// The text of one byte: itself, or "%" and two upper-case hex digits. Stored in 4 bytes so that
+// the encoder copies a whole entry and then counts only its length.
+struct Escape {
+  char text[3];
+  uint8_t length;
+};
+
+constexpr std::array<Escape, 256> MakeEscapeChars() {
+  std::array<Escape, 256> table{};
+  for (int b = 0; b < 256; ++b) {
+    if (IsPlain(b)) {
+      table[b] = Escape{{static_cast<char>(b), 0, 0}, 1};
+    } else {
+      table[b] = Escape{{'%', khex[b >> 4], khex[b & 15]}, 3};
+    }
+  }
+  return table;
+}
+constexpr std::array<Escape, 256> escapechars = MakeEscapeChars();
+static_assert(sizeof(Escape) == 4);
+
+constexpr int PlainCount() {
+  int count = 0;
+  for (int b = 0; b < 256; ++b) count += IsPlain(b) ? 1 : 0;
+  return count;
+}
+static_assert(PlainCount() == 70);
+
+// The value of one hexadecimal digit; any other byte is 0.
+constexpr std::array<uint8_t, 256> MakeHexValues() {
+  std::array<uint8_t, 256> table{};
+  for (int k = 0; k < 16; ++k) {
+    table[static_cast<uint8_t>(khex[k])] = static_cast<uint8_t>(k);
+    if (k >= 10) table['a' + k - 10] = static_cast<uint8_t>(k);
+  }
+  return table;
+}
+constexpr std::array<uint8_t, 256> kHexValue = MakeHexValues();
+
+constexpr uint8_t hex2int(uint8_t c) { return kHexValue[c]; }
+
+}  // namespace
+
+REALstringStruct* EncodingToURL1(REALstringStruct* s) { return EncodingToURL2(s, 0); }
+
+REALstringStruct* EncodingToURL2(REALstringStruct* s, int64_t /*options*/) {
+  if (s == nullptr) return nullptr;
+  rbData bytes(s);
+  const int64_t n = bytes.Size();
+  if (n > (INT64_MAX - 10) / 3) return nullptr;
+  // 3n bytes at most; the spare bytes take the unused tail of the last 4-byte entry copied.
+  auto* out = static_cast<uint8_t*>(AllocateClearMemory(3 * n + 10));
+  if (out == nullptr) return nullptr;
+  const uint8_t* in = bytes.Data();
+  uint8_t* cursor = out;
+  for (int64_t i = 0; i < n; ++i) {
+    const Escape& escape = escapechars[in[i]];
+    memcpy(cursor, &escape, sizeof escape);
+    cursor += escape.length;
+  }
+  REALstringStruct* result = REALBuildUnicodeString(out, cursor - out, kEncodingASCII);
+  FreeMemoryNow(out);
+  return result;
+}
+
+REALstringStruct* DecodingToURL1(REALstringStruct* s) { return DecodingToURL2(s, 0); }
+
+REALstringStruct* DecodingToURL2(REALstringStruct* s, int64_t options) {
+  if (s == nullptr) return nullptr;
+  rbData bytes(s);
+  const int64_t n = bytes.Size();
+  if (n < 1) return nullptr;
+  auto* out = static_cast<uint8_t*>(AllocateClearMemory(n));  // an escape never gives more bytes than it reads
+  if (out == nullptr) return nullptr;
+  const uint8_t* in = bytes.Data();
+  const bool plusIsSpace = (options & 1) != 0;
+  int64_t written = 0;
+  int64_t i = 0;
+  while (i < n) {
+    const uint8_t b = in[i];
+    if (b == '%') {
+      // Digits cut off by the end count as 0; the walk still moves on by 3.
+      const uint8_t high = i + 1 < n ? hex2int(in[i + 1]) : 0;
+      const uint8_t low = i + 2 < n ? hex2int(in[i + 2]) : 0;
+      out[written++] = static_cast<uint8_t>(high * 16 + low);
+      i += 3;
+    } else {
+      out[written++] = b == '+' && plusIsSpace ? ' ' : b;
+      ++i;
+    }
+  }
+  REALstringStruct* result = REALBuildUnicodeString(out, written, kEncodingNone);
+  FreeMemoryNow(out);
+  return result;
+}
+
+}  // namespace zyl
