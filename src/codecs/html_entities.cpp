@@ -21,8 +21,6 @@ constexpr EntityRow escapecodesXML[6] = {{34, "quot"}, {38, "amp"}, {39, "apos"}
 constexpr int kRowCount = static_cast<int>(std::size(escapecodes)) - 1;
 static_assert(kRowCount == 253 && escapecodes[kRowCount].name == nullptr);
 
-constexpr int64_t kMaxHostLength = 0x7FFFFFFF;
-
 // " & ' < > as bits of a mask over the code points 0 to 62.
 constexpr uint64_t kMarkupMask = (1ull << 34) | (1ull << 38) | (1ull << 39) | (1ull << 60) | (1ull << 62);
 constexpr bool IsMarkup(uint32_t c) { return c < 63 && ((kMarkupMask >> c) & 1) != 0; }

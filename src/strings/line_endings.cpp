@@ -15,7 +15,7 @@ namespace zyl {
 
 namespace {
 
-constexpr uint64_t kMaxResultBytes = 0x7FFFFFFF;
+constexpr auto kMaxResultBytes = static_cast<uint64_t>(kMaxHostLength);
 constexpr uintptr_t kYieldMask = (uintptr_t{1} << 24) - 1;
 
 uintptr_t Address(const uint8_t* p) { return reinterpret_cast<uintptr_t>(p); }
