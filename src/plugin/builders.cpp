@@ -15,8 +15,6 @@ namespace zyl {
 
 namespace {
 
-constexpr int64_t kMaxHostLength = 0x7FFFFFFF;
-
 bool HostBuildsWithEncoding() { return rbversion_rbversion >= 2012.0; }
 
 REALstringStruct* BuildTagged(const void* bytes, int64_t length, uint32_t encoding) {

@@ -10,6 +10,9 @@
 
 namespace zyl {
 
+// The most bytes a host string holds: the host takes 32-bit lengths.
+inline constexpr int64_t kMaxHostLength = 0x7FFFFFFF;
+
 // A new host string holding length bytes in encoding, or nil (empty, above 0x7FFFFFFF bytes, or
 // the host failed). UTF-16 and UTF-32 text arrives as UTF-8 on current hosts; 8-bit text that is
 // pure ASCII is tagged ASCII. A native failure inside becomes a host exception.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "plugin/host_types.h"
 
@@ -12,6 +13,18 @@ void ClearMemory(void* address, int64_t count);
 // A zeroed block of size bytes, or nil when size is below 1 or memory is short. Never throws.
 void* AllocateClearMemory(int64_t size);
 void FreeMemoryNow(void* address);  // nil is allowed
+
+// Owns a block of AllocateClearMemory for one scope: AllocateClear<T>(bytes) gives the zeroed
+// block as an array of T, nil (an empty pointer) when size is below 1 or memory is short.
+struct FreeMemoryDeleter {
+  void operator()(void* address) const noexcept { FreeMemoryNow(address); }
+};
+template <typename T>
+using ClearMemoryPtr = std::unique_ptr<T[], FreeMemoryDeleter>;
+template <typename T>
+ClearMemoryPtr<T> AllocateClear(int64_t bytes) {
+  return ClearMemoryPtr<T>(static_cast<T*>(AllocateClearMemory(bytes)));
+}
 
 // A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.
 using Handle = void*;
