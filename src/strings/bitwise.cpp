@@ -4,25 +4,17 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 
 #include "plugin/builders.h"
 #include "plugin/guard.h"
 #include "plugin/memory.h"
 #include "strings/strings.h"
+#include "strings/words.h"
 #include "text/text.h"
 
 namespace zyl {
 
 namespace {
-
-uint64_t Load8(const uint8_t* p) {
-  uint64_t word;
-  memcpy(&word, p, sizeof word);
-  return word;
-}
-
-void Store8(uint8_t* p, uint64_t word) { memcpy(p, &word, sizeof word); }
 
 struct And {
   template <typename T>

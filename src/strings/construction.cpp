@@ -11,25 +11,15 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "strings/strings.h"
+#include "strings/words.h"
 #include "text/text.h"
 
 namespace zyl {
 
 namespace {
 
-constexpr uint64_t kOnes = 0x0101010101010101ull;
-constexpr uint64_t kHighBits = 0x8080808080808080ull;
-
 // Where the host keeps a string's bytes when they live inside its own record.
 constexpr int64_t kInlineStringOffset = 42;
-
-uint64_t Load8(const uint8_t* p) {
-  uint64_t word;
-  memcpy(&word, p, sizeof word);
-  return word;
-}
-
-void Store8(uint8_t* p, uint64_t word) { memcpy(p, &word, sizeof word); }
 
 // The printable bytes 32-127 of the word kept, every other byte replaced. Exact per byte: the
 // sum below never carries into the next byte.

@@ -12,20 +12,6 @@
 
 namespace zyl {
 
-namespace {
-
-constexpr double kPrefixScale = 0.1;
-constexpr int64_t kLongestPrefix = 4;
-constexpr double kBoostThreshold = 0.7;
-
-void RaiseAllocationFailure(int64_t bytes) {
-  char message[96];
-  snprintf(message, sizeof message, "Failed to allocate %lld bytes of memory.", static_cast<long long>(bytes));
-  RaiseException("OutOfMemoryException", message, kEncodingASCII, 0);
-}
-
-}  // namespace
-
 bool LevenshteinMatrixBytes(int64_t la, int64_t lb, int64_t* bytes) {
   if (la < 0 || lb < 0 || la == INT64_MAX || lb == INT64_MAX) return false;
   int64_t cells = 0;
@@ -38,13 +24,33 @@ bool LevenshteinMatrixBytes(int64_t la, int64_t lb, int64_t* bytes) {
   return true;
 }
 
-double proximityToString(REALstringStruct* aString, REALstringStruct* bString) {
-  rbText aText(aString);
-  rbText bText(bString);
-  const uint32_t* a = aText.GetUTF32();
-  const uint32_t* b = bText.GetUTF32();
-  const int64_t la = aText.LengthUTF32();
-  const int64_t lb = bText.LengthUTF32();
+namespace {
+
+constexpr double kPrefixScale = 0.1;
+constexpr int64_t kLongestPrefix = 4;
+constexpr double kBoostThreshold = 0.7;
+
+// Both strings as code points, for as long as the object lives.
+struct CodePointPair {
+  CodePointPair(REALstringStruct* aString, REALstringStruct* bString)
+      : aText(aString), bText(bString), a(aText.GetUTF32()), b(bText.GetUTF32()),
+        la(aText.LengthUTF32()), lb(bText.LengthUTF32()) {}
+  rbText aText;
+  rbText bText;
+  const uint32_t* a;
+  const uint32_t* b;
+  int64_t la;
+  int64_t lb;
+};
+
+void RaiseAllocationFailure(int64_t bytes) {
+  char message[96];
+  snprintf(message, sizeof message, "Failed to allocate %lld bytes of memory.", static_cast<long long>(bytes));
+  RaiseException("OutOfMemoryException", message, kEncodingASCII, 0);
+}
+
+// The Jaro-Winkler similarity of la code points at a and lb at b.
+double JaroWinklerSimilarity(const uint32_t* a, int64_t la, const uint32_t* b, int64_t lb) {
   if (la == 0) return lb == 0 ? 1.0 : 0.0;
 
   ClearMemoryPtr<uint8_t> aMatched = AllocateClear<uint8_t>(la + 4);
@@ -94,15 +100,8 @@ double proximityToString(REALstringStruct* aString, REALstringStruct* bString) {
   return jaro + static_cast<double>(prefix) * kPrefixScale * (1.0 - jaro);
 }
 
-double jaroWinklerDistanceZYL(REALstringStruct* a, REALstringStruct* b) { return 1.0 - proximityToString(a, b); }
-
-double levenshteinDistanceZYL(REALstringStruct* aString, REALstringStruct* bString) {
-  rbText aText(aString);
-  rbText bText(bString);
-  const uint32_t* a = aText.GetUTF32();
-  const uint32_t* b = bText.GetUTF32();
-  const int64_t la = aText.LengthUTF32();
-  const int64_t lb = bText.LengthUTF32();
+// The Levenshtein measure of la code points at a and lb at b.
+double LevenshteinMeasure(const uint32_t* a, int64_t la, const uint32_t* b, int64_t lb) {
   // Deliberate: an empty string counts as wholly different, even from another empty one.
   if (la == 0 || lb == 0) return 1.0;
 
@@ -135,6 +134,19 @@ double levenshteinDistanceZYL(REALstringStruct* aString, REALstringStruct* bStri
   if (distance == 0) return 0.0;
   // 1 / (shorter / distance), as the measure has always been computed.
   return 1.0 / (static_cast<double>(std::min(la, lb)) / static_cast<double>(distance));
+}
+}  // namespace
+
+double proximityToString(REALstringStruct* a, REALstringStruct* b) {
+  const CodePointPair text(a, b);
+  return JaroWinklerSimilarity(text.a, text.la, text.b, text.lb);
+}
+
+double jaroWinklerDistanceZYL(REALstringStruct* a, REALstringStruct* b) { return 1.0 - proximityToString(a, b); }
+
+double levenshteinDistanceZYL(REALstringStruct* a, REALstringStruct* b) {
+  const CodePointPair text(a, b);
+  return LevenshteinMeasure(text.a, text.la, text.b, text.lb);
 }
 
 }  // namespace zyl

@@ -93,9 +93,9 @@ REALstringStruct* StringOR(REALstringStruct* a, REALstringStruct* b);
 // "StringXORZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string": data
 // XORed with the mask repeated from index MaskOffset on (wrapping to 0 at its end), with no
 // encoding. "StringXOR2ZYL" XORs each byte with the low 8 bits of its index i as well. Applied
-// twice with the same mask and offset, both give back the input. Nil data or mask, an empty
-// mask or empty data: nil. A MaskOffset outside a non-empty mask raises "OutOfBoundsException"
-// naming MaskOffset and gives nil.
+// twice with the same mask and offset, both give back the input. Nil data or mask, or an empty
+// mask: nil. Then a MaskOffset outside the mask (negative, or at or past its size) raises
+// "OutOfBoundsException" naming MaskOffset and gives nil, whatever the data; empty data: nil.
 REALstringStruct* StringXOR(REALstringStruct* data, REALstringStruct* xorMask, int64_t maskOffset);
 REALstringStruct* StringXOR2(REALstringStruct* data, REALstringStruct* xorMask, int64_t maskOffset);
 

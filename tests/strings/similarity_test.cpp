@@ -60,15 +60,29 @@ std::string UTF8(const std::u32string& text) {
   return out;
 }
 
+struct Case {
+  std::string a, b;
+  double expected;
+  std::string why;
+};
+
+// Each case in both argument orders.
+template <size_t N>
+void CheckBothOrders(const char* declaration, const Case (&cases)[N], double epsilon) {
+  for (const Case& c : cases) {
+    CAPTURE(c.a);
+    CAPTURE(c.b);
+    CAPTURE(c.why);
+    CHECK(Distance(declaration, c.a, c.b) == doctest::Approx(c.expected).epsilon(epsilon));
+    CHECK(Distance(declaration, c.b, c.a) == doctest::Approx(c.expected).epsilon(epsilon));
+  }
+}
+
 }  // namespace
 
 TEST_CASE("Jaro-Winkler distances") {
   zyltest::PluginHost host;
-  struct Case {
-    std::string a, b;
-    double distance;
-    std::string why;
-  } cases[] = {
+  const Case cases[] = {
       {"MARTHA", "MARHTA", 1 - 0.961111111, "jaro 0.9444, common prefix 3"},
       {"DWAYNE", "DUANE", 1 - 0.84, ""},
       {"DIXON", "DICKSONX", 1 - 0.813333333, ""},
@@ -84,13 +98,7 @@ TEST_CASE("Jaro-Winkler distances") {
       {"", "", 0.0, "two empty strings are equal"},
       {"", "abc", 1.0, ""},
   };
-  for (const Case& c : cases) {
-    CAPTURE(c.a);
-    CAPTURE(c.b);
-    CAPTURE(c.why);
-    CHECK(Distance(kJaroWinkler, c.a, c.b) == doctest::Approx(c.distance).epsilon(1e-8));
-    CHECK(Distance(kJaroWinkler, c.b, c.a) == doctest::Approx(c.distance).epsilon(1e-8));
-  }
+  CheckBothOrders(kJaroWinkler, cases, 1e-8);
   String abc("abc", memhost::kUTF8);
   CHECK(Distance(kJaroWinkler, nullptr, nullptr) == 0.0);
   CHECK(Distance(kJaroWinkler, abc.get(), nullptr) == 1.0);
@@ -99,11 +107,7 @@ TEST_CASE("Jaro-Winkler distances") {
 
 TEST_CASE("Levenshtein measures, and where the measure is no metric") {
   zyltest::PluginHost host;
-  struct Case {
-    std::string a, b;
-    double measure;
-    std::string why;
-  } cases[] = {
+  const Case cases[] = {
       {"kitten", "sitting", 0.5, "3 / 6"},
       {"abc", "acb", 1.0 / 3.0, "one transposition"},
       {"a", "bcd", 3.0, "divided by the shorter length: above 1"},
@@ -115,13 +119,7 @@ TEST_CASE("Levenshtein measures, and where the measure is no metric") {
       {"a\xF0\x9F\x98\x80" "b", "ab", 0.5, "a character beyond U+FFFF is one edit"},
       {"\xC3\xA9t\xC3\xA9", "ete", 2.0 / 3.0, "accents count"},
   };
-  for (const Case& c : cases) {
-    CAPTURE(c.a);
-    CAPTURE(c.b);
-    CAPTURE(c.why);
-    CHECK(Distance(kLevenshtein, c.a, c.b) == doctest::Approx(c.measure).epsilon(1e-12));
-    CHECK(Distance(kLevenshtein, c.b, c.a) == doctest::Approx(c.measure).epsilon(1e-12));
-  }
+  CheckBothOrders(kLevenshtein, cases, 1e-12);
   String abc("abc", memhost::kUTF8);
   CHECK(Distance(kLevenshtein, nullptr, abc.get()) == 1.0);
   CHECK(Distance(kLevenshtein, abc.get(), nullptr) == 1.0);
