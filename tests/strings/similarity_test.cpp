@@ -9,6 +9,7 @@
 #include "strings/build_test_support.h"
 #include "strings/similarity_internal.h"
 #include "support/plugin_host.h"
+#include "text/text_test_support.h"
 
 using memhost::String;
 using namespace buildtest;
@@ -44,19 +45,7 @@ int64_t ReferenceOSA(const std::u32string& a, const std::u32string& b) {
 
 std::string UTF8(const std::u32string& text) {
   std::string out;
-  for (const char32_t c : text) {
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
+  for (const char32_t c : text) out += texttest::EncodeUTF8(c);
   return out;
 }
 
