@@ -10,7 +10,7 @@
 
 namespace zyl {
 
-// The most bytes a host string holds: the host takes 32-bit lengths.
+// The longest string the host takes, in bytes: it passes lengths as 32-bit values.
 inline constexpr int64_t kMaxHostLength = 0x7FFFFFFF;
 
 // A new host string holding length bytes in encoding, or nil (empty, above 0x7FFFFFFF bytes, or

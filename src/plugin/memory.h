@@ -14,16 +14,14 @@ void ClearMemory(void* address, int64_t count);
 void* AllocateClearMemory(int64_t size);
 void FreeMemoryNow(void* address);  // nil is allowed
 
-// Owns a block of AllocateClearMemory for one scope: AllocateClear<T>(bytes) gives the zeroed
-// block as an array of T, nil (an empty pointer) when size is below 1 or memory is short.
-struct FreeMemoryDeleter {
+// ClearedBytes: owns a block of AllocateClearBytes and frees it with FreeMemoryNow at scope end.
+struct FreeMemoryNowDeleter {
   void operator()(void* address) const noexcept { FreeMemoryNow(address); }
 };
-template <typename T>
-using ClearMemoryPtr = std::unique_ptr<T[], FreeMemoryDeleter>;
-template <typename T>
-ClearMemoryPtr<T> AllocateClear(int64_t bytes) {
-  return ClearMemoryPtr<T>(static_cast<T*>(AllocateClearMemory(bytes)));
+using ClearedBytes = std::unique_ptr<uint8_t[], FreeMemoryNowDeleter>;
+// AllocateClearMemory as owned bytes; empty when size is below 1 or memory is short.
+inline ClearedBytes AllocateClearBytes(int64_t size) {
+  return ClearedBytes(static_cast<uint8_t*>(AllocateClearMemory(size)));
 }
 
 // A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.

@@ -126,7 +126,7 @@ REALstringStruct* CombineWithMask(REALstringStruct* data, REALstringStruct* mask
   const rbData in(data);
   const int64_t length = in.Size();
   if (length == 0 || length > kMaxHostLength) return nullptr;
-  ClearMemoryPtr<uint8_t> out = AllocateClear<uint8_t>(length);
+  ClearedBytes out = AllocateClearBytes(length);
   if (out == nullptr) return nullptr;
   CombineRepeating<Op, kWithIndex>(out.get(), in.Data(), length, mask.Data(), mask.Size(), offset);
   return REALBuildUnicodeString(out.get(), length, kEncodingNone);

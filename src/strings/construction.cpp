@@ -76,7 +76,7 @@ REALstringStruct* ConcatBinaryStringsZYL(REALstringStruct* a, REALstringStruct* 
     if (total > kMaxHostLength) return nullptr;
   }
   if (total == 0) return nullptr;
-  ClearMemoryPtr<uint8_t> out = AllocateClear<uint8_t>(total);
+  ClearedBytes out = AllocateClearBytes(total);
   if (out == nullptr) return nullptr;
   int64_t written = 0;
   for (const rbData& part : parts) {
@@ -110,7 +110,7 @@ REALstringStruct* ReplaceNonPrintableCharactersZYL(REALstringStruct* s, int64_t 
   const rbData in(s);
   const int64_t size = in.Size();
   if (size == 0 || size > kMaxHostLength) return nullptr;
-  ClearMemoryPtr<uint8_t> out = AllocateClear<uint8_t>(size);
+  ClearedBytes out = AllocateClearBytes(size);
   if (out == nullptr) return nullptr;
   const auto replacement = static_cast<uint8_t>(replacevalue & 0xFF);
   const uint8_t* bytes = in.Data();
@@ -122,8 +122,8 @@ REALstringStruct* ReplaceNonPrintableCharactersZYL(REALstringStruct* s, int64_t 
 
 REALstringStruct* CreateStringZYL(int64_t length, REALstringStruct* content) {
   if (length < 1) return nullptr;
-  ClearMemoryPtr<uint8_t> out;
-  if (length <= kMaxHostLength) out = AllocateClear<uint8_t>(length);
+  ClearedBytes out;
+  if (length <= kMaxHostLength) out = AllocateClearBytes(length);
   if (out == nullptr) {
     RaiseException("OutOfMemoryException", "Failed to allocate memory.", kEncodingASCII, 0);
     return nullptr;
@@ -179,7 +179,7 @@ int8_t ClearStringContentZYL(REALstringStruct* s) {
 
 REALstringStruct* RandomBytesStringZYL(int64_t length, int8_t ascii) {
   if (length < 1 || length > kMaxHostLength) return nullptr;
-  ClearMemoryPtr<uint8_t> out = AllocateClear<uint8_t>(length);
+  ClearedBytes out = AllocateClearBytes(length);
   if (out == nullptr) return nullptr;
   if (ascii != 0) {
     for (int64_t i = 0; i < length; ++i) out[i] = static_cast<uint8_t>(rand() % 96 + 32);

@@ -53,12 +53,12 @@ void RaiseAllocationFailure(int64_t bytes) {
 double JaroWinklerSimilarity(const uint32_t* a, int64_t la, const uint32_t* b, int64_t lb) {
   if (la == 0) return lb == 0 ? 1.0 : 0.0;
 
-  ClearMemoryPtr<uint8_t> aMatched = AllocateClear<uint8_t>(la + 4);
+  ClearedBytes aMatched = AllocateClearBytes(la + 4);
   if (aMatched == nullptr) {
     RaiseAllocationFailure(la + 4);
     return 1.0;
   }
-  ClearMemoryPtr<uint8_t> bMatched = AllocateClear<uint8_t>(lb + 4);
+  ClearedBytes bMatched = AllocateClearBytes(lb + 4);
   if (bMatched == nullptr) {
     RaiseAllocationFailure(lb + 4);
     return 1.0;
@@ -107,16 +107,17 @@ double LevenshteinMeasure(const uint32_t* a, int64_t la, const uint32_t* b, int6
 
   // The whole matrix, row i at d + i * columns, filled row by row.
   int64_t bytes = INT64_MAX;
-  ClearMemoryPtr<int64_t> d;
-  if (LevenshteinMatrixBytes(la, lb, &bytes)) d = AllocateClear<int64_t>(bytes);
-  if (d == nullptr) {
+  ClearedBytes matrix;
+  if (LevenshteinMatrixBytes(la, lb, &bytes)) matrix = AllocateClearBytes(bytes);
+  if (matrix == nullptr) {
     RaiseAllocationFailure(bytes);
     return 1.0;
   }
+  auto* d = reinterpret_cast<int64_t*>(matrix.get());  // the allocator aligns for any scalar
   const int64_t columns = lb + 1;
   for (int64_t j = 0; j < columns; ++j) d[j] = j;
   for (int64_t i = 1; i <= la; ++i) {
-    int64_t* row = d.get() + i * columns;
+    int64_t* row = d + i * columns;
     const int64_t* above = row - columns;
     const int64_t* twoAbove = i > 1 ? above - columns : nullptr;
     const uint32_t ai = a[i - 1];

@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "benchmark_support.h"
+#include "benchmarks/benchmark_host.h"
 
 namespace {
 
@@ -32,8 +32,6 @@ std::string MixedData() {
   return s;
 }
 
-using zylbench::Host;
-
 constexpr const char* kAND = "StringANDZYL(a as string,b as string) as string";
 constexpr const char* kXOR = "StringXORZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string";
 constexpr const char* kXOR2 = "StringXOR2ZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string";
@@ -45,10 +43,10 @@ void CallAndRelease(const char* declaration, A... args) {
   memhost::Release(r);
 }
 
-void BM_memcpy(benchmark::State& state) { zylbench::RunMemcpy(state, RandomBytes(kSize, 1)); }
+void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, RandomBytes(kSize, 1)); }
 
 void BM_ConcatBinaryStrings(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String a(RandomBytes(kSize / 2, 1), memhost::kNoEncoding, memhost::Storage::External);
   memhost::String b(RandomBytes(kSize / 2, 2), memhost::kNoEncoding, memhost::Storage::External);
   for (auto _ : state) {
@@ -58,7 +56,7 @@ void BM_ConcatBinaryStrings(benchmark::State& state) {
 }
 
 void BM_ReplaceNonPrintable(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String s(RandomBytes(kSize, 3), memhost::kNoEncoding, memhost::Storage::External);
   for (auto _ : state) {
     CallAndRelease("ReplaceNonPrintableCharactersZYL(s as string, replacevalue as integer=46) as string", s.get(),
@@ -68,7 +66,7 @@ void BM_ReplaceNonPrintable(benchmark::State& state) {
 }
 
 void BM_CreateString(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String content("abc", memhost::kUTF8);
   for (auto _ : state) {
     CallAndRelease("CreateStringZYL(Length as integer, Content as String) as string", static_cast<int64_t>(kSize),
@@ -78,7 +76,7 @@ void BM_CreateString(benchmark::State& state) {
 }
 
 void BM_RandomBytes(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   for (auto _ : state) {
     CallAndRelease("RandomBytesStringZYL(Length as integer, ASCII as boolean=false) as string",
                    static_cast<int64_t>(kSize), int8_t{0});
@@ -87,7 +85,7 @@ void BM_RandomBytes(benchmark::State& state) {
 }
 
 void BM_GetStringsFromData(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String data(MixedData(), memhost::kNoEncoding, memhost::Storage::External);
   for (auto _ : state) {
     _REALarrayString* r = memhost::Call<_REALarrayString*>(
@@ -101,7 +99,7 @@ void BM_GetStringsFromData(benchmark::State& state) {
 // The three ways of AND: a widened one-word mask (4 bytes), a repeating mask (3 and 1000
 // bytes), and a mask as long as the data.
 void RunAND(benchmark::State& state, size_t maskSize) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String data(RandomBytes(kSize, 5), memhost::kNoEncoding, memhost::Storage::External);
   memhost::String mask(RandomBytes(maskSize, 6), memhost::kNoEncoding, memhost::Storage::External);
   for (auto _ : state) CallAndRelease(kAND, data.get(), mask.get());
@@ -113,7 +111,7 @@ void BM_StringAND_mask1000(benchmark::State& state) { RunAND(state, 1000); }
 void BM_StringAND_fullmask(benchmark::State& state) { RunAND(state, kSize); }
 
 void RunXOR(benchmark::State& state, const char* declaration) {
-  Host();
+  zylbench::LoadPlugin();
   memhost::String data(RandomBytes(kSize, 7), memhost::kNoEncoding, memhost::Storage::External);
   memhost::String mask(RandomBytes(37, 8), memhost::kNoEncoding, memhost::Storage::External);
   for (auto _ : state) CallAndRelease(declaration, data.get(), mask.get(), int64_t{5});
@@ -123,7 +121,7 @@ void BM_StringXOR(benchmark::State& state) { RunXOR(state, kXOR); }
 void BM_StringXOR2(benchmark::State& state) { RunXOR(state, kXOR2); }
 
 void BM_StrZYL(benchmark::State& state) {
-  Host();
+  zylbench::LoadPlugin();
   double d = 0.1;
   for (auto _ : state) {
     CallAndRelease("StrZYL(d as double) as string", d);
@@ -133,7 +131,7 @@ void BM_StrZYL(benchmark::State& state) {
 
 // The measures are quadratic: state.range(0) characters each, bytes counted as cells.
 void RunMeasure(benchmark::State& state, const char* declaration) {
-  Host();
+  zylbench::LoadPlugin();
   const auto length = static_cast<size_t>(state.range(0));
   std::string a, b;
   std::mt19937 rng(10);

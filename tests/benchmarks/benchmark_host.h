@@ -1,5 +1,5 @@
-// What every benchmark program shares: one host session with the plug-in loaded, and the memcpy
-// baseline that results are read against.
+// What the benchmark programs share: one host session with the plug-in loaded, and memcpy of the
+// same input as the yardstick (the physical limit on one core).
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -12,18 +12,17 @@
 
 namespace zylbench {
 
-// The host session of the program, made and loaded on first use.
-inline memhost::Session& Host() {
+// LoadPlugin: makes sure the shared session exists and the plug-in is loaded into it.
+inline void LoadPlugin() {
   struct Loaded {
     memhost::Session session{2024.0};
     Loaded() { REALPluginMain(memhost::Resolve); }
   };
   static Loaded loaded;
-  return loaded.session;
 }
 
-// memcpy of input into a buffer of its size: the physical limit on one core.
-inline void RunMemcpy(benchmark::State& state, const std::string& input) {
+// MemcpyBaseline: copies input into a warm buffer of the same size on every iteration.
+inline void MemcpyBaseline(benchmark::State& state, const std::string& input) {
   std::string out(input.size(), '\0');
   for (auto _ : state) {
     memcpy(out.data(), input.data(), input.size());
