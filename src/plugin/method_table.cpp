@@ -33,11 +33,11 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("ContainsWholeWordZYL(Text as String, Word as String) as boolean",
         ZYL_METHOD(ContainsWholeWordZYL)),  // 4
     Row("GetStringsFromDataZYL(data as ptr, size as Integer, MinLength as Integer = 0) as string()",
-        ZYL_PENDING /* GetStringsZYLp */),  // 5
+        ZYL_METHOD(GetStringsZYLp)),  // 5
     Row("GetStringsFromDataZYL(data as MemoryBlock, MinLength as Integer = 0) as string()",
-        ZYL_PENDING /* GetStringsZYLm */),  // 6
+        ZYL_METHOD(GetStringsZYLm)),  // 6
     Row("GetStringsFromDataZYL(data as String, MinLength as Integer = 0) as string()",
-        ZYL_PENDING /* GetStringsZYLs */),  // 7
+        ZYL_METHOD(GetStringsZYLs)),  // 7
     Row("CheckUTF8ZYL(data as ptr, size as Integer, Placeholder as string) as string",
         ZYL_METHOD(CheckUTF8p)),  // 8
     Row("CheckUTF8ZYL(mem as MemoryBlock, Placeholder as string) as string",
@@ -51,17 +51,17 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("_yDecodeStringZYL(data as string) as string",
         ZYL_METHOD(yDecodeZYLs)),  // 13
     Row("JaroWinklerDistanceZYL(a as string, b as string) as double",
-        ZYL_PENDING /* jaroWinklerDistanceZYL */),  // 14
+        ZYL_METHOD(jaroWinklerDistanceZYL)),  // 14
     Row("LevenshteinDistanceZYL(a as string, b as string) as double",
-        ZYL_PENDING /* levenshteinDistanceZYL */),  // 15
+        ZYL_METHOD(levenshteinDistanceZYL)),  // 15
     Row("ScientificStrZYL(d as double, digits as integer) as string",
-        ZYL_PENDING /* ScientificStrZYL */),  // 16
+        ZYL_METHOD(ScientificStrZYL)),  // 16
     Row("StrZYL(d as double) as string",
-        ZYL_PENDING /* StrZYL */),  // 17
+        ZYL_METHOD(StrZYL)),  // 17
     Row("RandomBytesStringZYL(Length as integer, ASCII as boolean=false) as string",
-        ZYL_PENDING /* RandomBytesStringZYL */),  // 18
+        ZYL_METHOD(RandomBytesStringZYL)),  // 18
     Row("CreateStringZYL(Length as integer, Content as String) as string",
-        ZYL_PENDING /* CreateStringZYL */),  // 19
+        ZYL_METHOD(CreateStringZYL)),  // 19
     Row("StrCompBytesZYL(a as string, b as string) as integer",
         ZYL_METHOD(StrCompBytesZYL)),  // 20
     Row("StrCompCharactersZYL(a as string, b as string) as integer",
@@ -69,7 +69,7 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("CountOccurancesZYL(s as string, find as string) as integer",
         ZYL_METHOD(CountOccurancesZYL)),  // 22
     Row("ClearStringContentZYL(s as String) as Boolean",
-        ZYL_PENDING /* ClearStringContentZYL */),  // 23
+        ZYL_METHOD(ClearStringContentZYL)),  // 23
     Row("DetectUnicodeMarkersZYL(s as string) as integer",
         ZYL_METHOD(DetectUnicodeMarkers)),  // 24
     Row("GetUnicodeMarkersZYL(kind as integer) as string",
@@ -79,13 +79,13 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("StringIsXMLreadyZYL(s as string) as boolean",
         ZYL_METHOD(StringIsXMLready)),  // 27
     Row("StringANDZYL(a as string,b as string) as string",
-        ZYL_PENDING /* StringAND */),  // 28
+        ZYL_METHOD(StringAND)),  // 28
     Row("StringORZYL(a as string,b as string) as string",
-        ZYL_PENDING /* StringOR */),  // 29
+        ZYL_METHOD(StringOR)),  // 29
     Row("StringXORZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string",
-        ZYL_PENDING /* StringXOR */),  // 30
+        ZYL_METHOD(StringXOR)),  // 30
     Row("StringXOR2ZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string",
-        ZYL_PENDING /* StringXOR2 */),  // 31
+        ZYL_METHOD(StringXOR2)),  // 31
     Row("UnicodeStringZYL(s as string) as string",
         ZYL_METHOD(RBUnicodeString)),  // 32
     Row("NativeStringZYL(s as string) as string",
@@ -127,7 +127,7 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("DecodingFromHexZYL(s as string) as string",
         ZYL_METHOD(DecodingToHex)),  // 51
     Row("ReplaceNonPrintableCharactersZYL(s as string, replacevalue as integer=46) as string",
-        ZYL_PENDING /* ReplaceNonPrintableCharactersZYL */),  // 52
+        ZYL_METHOD(ReplaceNonPrintableCharactersZYL)),  // 52
     Row("IsASCIIStringZYL(s as string) as boolean",
         ZYL_METHOD(IsASCIIString1)),  // 53
     Row("IsASCIIStringZYL(s as string, mode as integer) as boolean",
@@ -137,15 +137,15 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("RemoveHTMLTagsWithZYL(AsciiTextWithTags as string, Replacement as string) as string",
         ZYL_METHOD(RemoveHTMLTagsWith)),  // 56
     Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string, e as string, f as string) as string",
-        ZYL_PENDING /* ConcatBinaryStringsZYL6 */),  // 57
+        ZYL_METHOD(ConcatBinaryStringsZYL6)),  // 57
     Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string, e as string) as string",
-        ZYL_PENDING /* ConcatBinaryStringsZYL5 */),  // 58
+        ZYL_METHOD(ConcatBinaryStringsZYL5)),  // 58
     Row("ConcatBinaryStringsZYL(a as string, b as string, c as string, d as string) as string",
-        ZYL_PENDING /* ConcatBinaryStringsZYL4 */),  // 59
+        ZYL_METHOD(ConcatBinaryStringsZYL4)),  // 59
     Row("ConcatBinaryStringsZYL(a as string, b as string, c as string) as string",
-        ZYL_PENDING /* ConcatBinaryStringsZYL3 */),  // 60
+        ZYL_METHOD(ConcatBinaryStringsZYL3)),  // 60
     Row("ConcatBinaryStringsZYL(a as string, b as string) as string",
-        ZYL_PENDING /* ConcatBinaryStringsZYL2 */),  // 61
+        ZYL_METHOD(ConcatBinaryStringsZYL2)),  // 61
     Row("SQLReplaceBooleanZYL(SQL as string) as string",
         ZYL_METHOD(SQLReplaceBooleanZYL)),  // 62
     Row("InStrBytesZYL(target as string, find as string) as integer",
