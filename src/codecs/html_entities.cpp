@@ -11,6 +11,7 @@
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
 #include "text/text.h"
+#include "text/words.h"
 
 namespace zyl {
 
@@ -372,8 +373,6 @@ constexpr std::array<bool, 256> MakeTagBytes() {
 }
 constexpr std::array<bool, 256> kTagByte = MakeTagBytes();
 
-constexpr uint64_t kOnes = 0x0101010101010101ull;
-constexpr bool HasZeroByte(uint64_t word) { return ((word - kOnes) & ~word & (kOnes * 0x80)) != 0; }
 
 // The offset of the first "<", ">" or zero byte among the n bytes at p; n when there is none.
 // Eight bytes at a time while none of them is one.

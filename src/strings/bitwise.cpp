@@ -9,7 +9,7 @@
 #include "plugin/guard.h"
 #include "plugin/memory.h"
 #include "strings/strings.h"
-#include "strings/words.h"
+#include "text/words.h"
 #include "text/text.h"
 
 namespace zyl {

@@ -11,7 +11,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "strings/strings.h"
-#include "strings/words.h"
+#include "text/words.h"
 #include "text/text.h"
 
 namespace zyl {

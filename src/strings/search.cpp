@@ -10,6 +10,7 @@
 #include "strings/byte_set.h"
 #include "strings/strings.h"
 #include "text/text.h"
+#include "text/words.h"
 
 namespace zyl {
 
@@ -52,15 +53,6 @@ int64_t CompareZeroPadded(const uint8_t* a, int64_t aLength, const uint8_t* b, i
     if (longer[i] != 0) return aLength > bLength ? 1 : -1;
   }
   return 0;
-}
-
-constexpr uint64_t kOnes = 0x0101010101010101;
-constexpr uint64_t kHighBits = kOnes * 0x80;
-
-uint64_t Load8(const uint8_t* p) {
-  uint64_t word;
-  memcpy(&word, p, sizeof word);
-  return word;
 }
 
 // How many of the size bytes equal value: eight bytes at a time, each lane of a counter word

@@ -8,23 +8,11 @@
 #include "plugin/builders.h"
 #include "plugin/memory.h"
 #include "text/text.h"
+#include "text/words.h"
 
 namespace zyl {
 
 namespace {
-
-constexpr uint64_t kOnes = 0x0101010101010101ull;
-constexpr uint64_t kHighBits = 0x8080808080808080ull;
-
-uint64_t Load8(const uint8_t* p) {
-  uint64_t word;
-  memcpy(&word, p, sizeof word);
-  return word;
-}
-
-// Whether any byte of the word is below n (n at most 128) / above n (n at most 127).
-constexpr bool HasByteBelow(uint64_t word, uint64_t n) { return ((word - kOnes * n) & ~word & kHighBits) != 0; }
-constexpr bool HasByteAbove(uint64_t word, uint64_t n) { return (((word + kOnes * (127 - n)) | word) & kHighBits) != 0; }
 
 bool IsContinuation(uint8_t b) { return b >= 0x80 && b <= 0xBF; }
 
