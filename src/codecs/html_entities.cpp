@@ -7,7 +7,7 @@
 
 #include "codecs/codecs.h"
 #include "codecs/html_entity_table.h"
-#include "codecs/output_buffer.h"
+#include "plugin/output_buffer.h"
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
 #include "text/text.h"

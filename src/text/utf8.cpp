@@ -7,6 +7,7 @@
 
 #include "plugin/builders.h"
 #include "plugin/memory.h"
+#include "plugin/output_buffer.h"
 #include "text/text.h"
 #include "text/words.h"
 
@@ -35,47 +36,6 @@ inline int WellFormedLength(const uint8_t* p, int64_t available) {
                                                                                                         : 0;
 }
 
-// Output of the repair: a handle of private memory that grows when placeholders outrun the
-// reservation. Throws std::bad_alloc when memory is short.
-class RepairBuffer {
- public:
-  explicit RepairBuffer(int64_t capacity) : handle_(allocateHandle(capacity)), capacity_(capacity) {
-    if (handle_ == nullptr) throw std::bad_alloc();
-    bytes_ = static_cast<uint8_t*>(lockHandle(handle_));
-  }
-  ~RepairBuffer() { freeHandle(handle_); }
-  RepairBuffer(const RepairBuffer&) = delete;
-  RepairBuffer& operator=(const RepairBuffer&) = delete;
-
-  // Makes room for at least needed more bytes.
-  void Reserve(int64_t needed) {
-    if (capacity_ - length_ >= needed) return;
-    if (needed > INT64_MAX / 2 - capacity_) throw std::bad_alloc();
-    const int64_t grown = std::max(length_ + needed, capacity_ + capacity_ / 2);
-    Handle moved = resizeHandle(handle_, grown);
-    if (moved == nullptr) throw std::bad_alloc();
-    handle_ = moved;
-    capacity_ = grown;
-    bytes_ = static_cast<uint8_t*>(lockHandle(handle_));
-  }
-  void Append(const uint8_t* data, int64_t count) {
-    memcpy(bytes_ + length_, data, static_cast<size_t>(count));
-    length_ += count;
-  }
-  void AppendShort(const uint8_t* data, int count) {
-    for (int k = 0; k < count; ++k) bytes_[length_ + k] = data[k];
-    length_ += count;
-  }
-  const uint8_t* Bytes() const { return bytes_; }
-  int64_t Length() const { return length_; }
-
- private:
-  Handle handle_;
-  int64_t capacity_;
-  uint8_t* bytes_ = nullptr;
-  int64_t length_ = 0;
-};
-
 // The repair shared by the three forms of "CheckUTF8ZYL". Valid bytes go out one for one, so
 // room for the rest of the input is kept at every step; only placeholders longer than one byte
 // make the buffer grow.
@@ -85,7 +45,7 @@ REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruc
   const uint8_t* replacement = placeholderText.GetUTF8Bytes();
   const int64_t replacementLength = placeholderText.LengthUTF8();
   if (size > INT64_MAX - 4096) throw std::bad_alloc();
-  RepairBuffer out(size + 4096);
+  OutputBuffer<uint8_t> out(size + 4096);
 
   int64_t i = 0;
   while (i < size) {
@@ -99,18 +59,18 @@ REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruc
     }
     const int sequence = WellFormedLength(input + i, size - i);
     if (sequence > 0) {
-      out.AppendShort(input + i, sequence);
+      out.AppendInRoom(input + i, sequence);
       i += sequence;
     } else if (replacementLength <= 1) {
-      out.AppendShort(replacement, static_cast<int>(replacementLength));
+      out.AppendInRoom(replacement, static_cast<int>(replacementLength));
       ++i;
     } else {
-      out.Reserve(replacementLength + (size - i - 1));
+      out.Room(replacementLength + (size - i - 1));
       out.Append(replacement, replacementLength);
       ++i;
     }
   }
-  return REALBuildUnicodeString(out.Bytes(), out.Length(), kEncodingUTF8);
+  return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingUTF8);
 }
 
 bool AllBytesIn(const rbData& view, uint8_t low, uint8_t high) {

@@ -1,4 +1,4 @@
-// OutputBuffer: the growing output of the text encoders and decoders of this folder.
+// OutputBuffer: the growing output of the functions that build a result in private memory.
 #pragma once
 
 #include <cstdint>
@@ -39,6 +39,11 @@ class OutputBuffer {
   void SetCursor(Unit* cursor) { cursor_ = cursor; }
 
   void Push(Unit unit) { *Room(1) = unit, ++cursor_; }
+  // AppendInRoom: a few units into room that an earlier Room() call already made (no check).
+  void AppendInRoom(const Unit* units, int count) {
+    for (int k = 0; k < count; ++k) cursor_[k] = units[k];
+    cursor_ += count;
+  }
   void Append(const Unit* units, int64_t count) {
     if (count < 1) return;
     memcpy(Room(count), units, static_cast<size_t>(count) * kUnit);
