@@ -1,7 +1,9 @@
 // Canonical decomposition and composition by table, and accent removal: the three registered
 // methods of the Unicode family. Each works on the UTF-16 units of the text and builds its result
 // from UTF-16.
-#include <vector>
+#include <algorithm>
+#include <cstring>
+#include <memory>
 
 #include "plugin/builders.h"
 #include "plugin/guard.h"
@@ -14,14 +16,62 @@ namespace zyl {
 
 namespace {
 
-// The units as a new host string (nil when there are none).
-REALstringStruct* BuildFromUnits(const std::vector<uint16_t>& units) {
-  return REALBuildUnicodeString(units.data(), static_cast<int64_t>(units.size()) * 2, kEncodingUTF16);
+// The result being written: units in a buffer sized once and grown only when a text needs more.
+// It is not cleared first: only written units are read.
+class UnitOutput {
+ public:
+  explicit UnitOutput(int64_t capacity)
+      : units_(std::make_unique_for_overwrite<uint16_t[]>(static_cast<size_t>(capacity))), capacity_(capacity) {}
+
+  // Where the next units go, with room for at least count of them; Advance says how many were
+  // written there.
+  uint16_t* Room(int64_t count) {
+    if (capacity_ - size_ < count) Grow(count);
+    return units_.get() + size_;
+  }
+  void Advance(int64_t count) { size_ += count; }
+
+  uint16_t* begin() { return units_.get(); }
+  uint16_t* end() { return units_.get() + size_; }
+  int64_t Size() const { return size_; }
+
+  // The units as a new host string built from UTF-16 (nil when there are none).
+  REALstringStruct* Build() const { return REALBuildUnicodeString(units_.get(), size_ * 2, kEncodingUTF16); }
+
+ private:
+  void Grow(int64_t count) {
+    const int64_t capacity = std::max(2 * capacity_, size_ + count);
+    auto units = std::make_unique_for_overwrite<uint16_t[]>(static_cast<size_t>(capacity));
+    if (size_ > 0) memcpy(units.get(), units_.get(), static_cast<size_t>(size_) * sizeof(uint16_t));
+    units_ = std::move(units);
+    capacity_ = capacity;
+  }
+
+  std::unique_ptr<uint16_t[]> units_;
+  int64_t capacity_;
+  int64_t size_ = 0;
+};
+
+// Runs fill over the text in blocks of at most kBlock units, each with room for maxPerUnit output
+// units per input unit and a few more. fill(first, end, cursor) writes through cursor and returns
+// where it stopped: at end, or up to three units past it (a match may run over the block's end).
+// The cursor is a local, so the inner loops keep it in a register.
+constexpr int64_t kBlock = 4096;
+
+template <typename Fill>
+void WriteInBlocks(UnitOutput& output, int64_t count, int64_t maxPerUnit, Fill fill) {
+  for (int64_t first = 0; first < count;) {
+    const int64_t end = std::min(count, first + kBlock);
+    uint16_t* const start = output.Room((end - first + 4) * maxPerUnit);
+    uint16_t* cursor = start;
+    first = fill(first, end, cursor);
+    output.Advance(cursor - start);
+  }
 }
 
 // Appends each byte of the zero-terminated ASCII text as one unit.
-void AddText(std::vector<uint16_t>& output, const char* text) {
-  for (; *text != 0; ++text) output.push_back(static_cast<uint8_t>(*text));
+void AddText(uint16_t*& cursor, const char* text) {
+  for (; *text != 0; ++text) *cursor++ = static_cast<uint8_t>(*text);
 }
 
 // The ASCII text that accent removal writes for a fraction or an ae ligature, else nil.
@@ -51,9 +101,22 @@ const char* SpelledOut(uint16_t unit) {
     default: return nullptr;
   }
 }
+constexpr int64_t kLongestSpelledOut = 4;  // "1/10"
 
-constexpr uint16_t kFirstDecomposable = 0xC0;  // no unit below it has a row
-constexpr size_t kCompositionReserve = 100000;  // units, whatever the text's length
+constexpr uint16_t kFirstDecomposable = 0xC0;     // no unit below it has a row
+constexpr int64_t kCompositionReserve = 100000;   // units, whatever the text's length
+constexpr int64_t kLongestDecomposition = 4;
+
+// Writes the decomposition of the row, or unit itself for no row. All four decomposition places
+// are copied: the row's zero padding makes that safe, and the length needs no branch on the row.
+inline void WriteDecomposition(uint16_t*& cursor, uint16_t unit, int64_t row) {
+  if (row < 0) {
+    *cursor++ = unit;
+    return;
+  }
+  memcpy(cursor, &compositions[row][1], kLongestDecomposition * sizeof(uint16_t));
+  cursor += DecompositionLength(row);
+}
 
 }  // namespace
 
@@ -63,21 +126,38 @@ REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* te
   rbText source(text);
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
-  std::vector<uint16_t> output;
-  output.reserve(static_cast<size_t>(count) + 1000);
-  for (int64_t i = 0; i < count; ++i) {
-    const uint16_t unit = units[i];
-    const int64_t row = unit < kFirstDecomposable ? -1 : FindCompositionRow(unit);
-    if (row < 0) {
-      output.push_back(unit);
-      continue;
+  UnitOutput output(count + 1000);
+  WriteInBlocks(output, count, kLongestDecomposition, [&](int64_t i, int64_t end, uint16_t*& cursor) {
+    while (i < end) {
+      // A run of units below the first decomposable one goes out in one copy.
+      int64_t run = i;
+      while (run < end && units[run] < kFirstDecomposable) ++run;
+      memcpy(cursor, units + i, static_cast<size_t>(run - i) * sizeof(uint16_t));
+      cursor += run - i;
+      i = run;
+      if (i == end) break;
+      // Then the units that need a search: up to four searched side by side.
+      int64_t lanes = 1;
+      while (lanes < 4 && i + lanes < end && units[i + lanes] >= kFirstDecomposable) ++lanes;
+      int64_t rows[4];
+      if (logging) {
+        lanes = 1;
+        rows[0] = FindCompositionRow(units[i]);
+      } else if (lanes == 4) {
+        FindCompositionRowsQuietly<4>(units + i, rows);
+      } else if (lanes >= 2) {
+        lanes = 2;
+        FindCompositionRowsQuietly<2>(units + i, rows);
+      } else {
+        FindCompositionRowsQuietly<1>(units + i, rows);
+      }
+      for (int64_t lane = 0; lane < lanes; ++lane) WriteDecomposition(cursor, units[i + lane], rows[lane]);
+      i += lanes;
     }
-    for (const uint16_t* decomposition = &compositions[row][1]; *decomposition != 0; ++decomposition) {
-      output.push_back(*decomposition);
-    }
-  }
-  if (logging) LogMessage("outsize", static_cast<int64_t>(output.size()));
-  return BuildFromUnits(output);
+    return i;
+  });
+  if (logging) LogMessage("outsize", output.Size());
+  return output.Build();
 }
 
 REALstringStruct* ConvertUnicodeToCharacterCompositionZYL(REALstringStruct* text) {
@@ -93,24 +173,26 @@ REALstringStruct* ConvertUnicodeToCharacterCompositionZYL(REALstringStruct* text
   rbText source(text);
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
-  std::vector<uint16_t> output;
-  output.reserve(kCompositionReserve);
-  for (int64_t p = 0; p < count;) {
-    const uint16_t unit = units[p];
-    if (canStart[unit] != 0) {
-      if (logging) LogMessage("findCompositionInText", static_cast<int32_t>(unit));
-      const int64_t row = FindFirstDecompositionAt(units + p, count - p);
-      if (row >= 0) {
-        output.push_back(compositions[row][0]);
-        p += DecompositionLength(row);
-        continue;
+  UnitOutput output(kCompositionReserve);
+  WriteInBlocks(output, count, 1, [&](int64_t p, int64_t end, uint16_t*& cursor) {
+    while (p < end) {
+      const uint16_t unit = units[p];
+      if (canStart[unit] != 0) {
+        if (logging) LogMessage("findCompositionInText", static_cast<int32_t>(unit));
+        const int64_t row = FindFirstDecompositionAt(units + p, count - p);
+        if (row >= 0) {
+          *cursor++ = compositions[row][0];
+          p += DecompositionLength(row);
+          continue;
+        }
       }
+      *cursor++ = unit;
+      ++p;
     }
-    output.push_back(unit);
-    ++p;
-  }
-  if (logging) LogMessage("outsize", static_cast<int64_t>(output.size()));
-  return BuildFromUnits(output);
+    return p;
+  });
+  if (logging) LogMessage("outsize", output.Size());
+  return output.Build();
 }
 
 REALstringStruct* RemoveAccentsZYL(REALstringStruct* text, int8_t IgnoreCase) {
@@ -118,24 +200,26 @@ REALstringStruct* RemoveAccentsZYL(REALstringStruct* text, int8_t IgnoreCase) {
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
   if (count < 1) return nullptr;
-  std::vector<uint16_t> output;
-  output.reserve(static_cast<size_t>(count) + 1000);
-  for (int64_t i = 0; i < count; ++i) {
-    const uint16_t unit = units[i];
-    if (unit >= 0x0300 && unit <= 0x036F) continue;  // combining diacritical marks
-    const char* spelled = SpelledOut(unit);
-    if (spelled != nullptr) {
-      AddText(output, spelled);
-    } else {
-      output.push_back(lookupTableS[unit]);
+  UnitOutput output(count + 1000);
+  WriteInBlocks(output, count, kLongestSpelledOut, [&](int64_t i, int64_t end, uint16_t*& cursor) {
+    for (; i < end; ++i) {
+      const uint16_t unit = units[i];
+      if (unit >= 0x0300 && unit <= 0x036F) continue;  // combining diacritical marks
+      const char* spelled = unit < 0xBC ? nullptr : SpelledOut(unit);
+      if (spelled != nullptr) {
+        AddText(cursor, spelled);
+      } else {
+        *cursor++ = lookupTableS[unit];
+      }
     }
-  }
+    return i;
+  });
   if (IgnoreCase != 0) {
-    for (uint16_t& unit : output) {
-      if (unit >= 'a' && unit <= 'z') unit = static_cast<uint16_t>(unit - 32);
+    for (uint16_t& unit : output) {  // written without a branch, so that it vectorises
+      unit = static_cast<uint16_t>(unit - (static_cast<uint16_t>(unit - 'a') < 26 ? 32 : 0));
     }
   }
-  return BuildFromUnits(output);
+  return output.Build();
 }
 
 }  // namespace zyl

@@ -6,12 +6,13 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace zyl {
 
 inline constexpr int64_t kCompositionCount = 12197;
-inline constexpr int64_t kCompositionPairCount = 1152;
 inline constexpr int64_t kAccentReplacementCount = 844;
 
 // compositions: one row per BMP code point whose full canonical decomposition is longer than one
@@ -19,13 +20,26 @@ inline constexpr int64_t kAccentReplacementCount = 844;
 // the sixth value (so every decomposition ends within its row). Sorted by composed code point.
 // {0x00C0, 0x0041, 0x0300, 0, 0, 0} is row 0; Hangul syllables decompose into conjoining jamo.
 extern const uint16_t compositions[kCompositionCount][6];
+// The binary search over the composed column (rows 0 to 12,196, first middle 6,098, each middle
+// (low + high) / 2) as a tree stored breadth first: node n holds the composed code point and the
+// row of the middle that the search compares at that point; its children 2n + 1 and 2n + 2 are the
+// middles that follow a smaller and a greater unit. A node where the search has already ended
+// copies its parent, so every path has kSearchDepth nodes. Walking it visits the search's middles.
+inline constexpr int kSearchDepth = 14;
+extern const uint16_t compositionSearchValues[(1 << kSearchDepth) - 1];
+extern const uint16_t compositionSearchRows[(1 << kSearchDepth) - 1];
 
-// The rows grouped by their first two decomposition units. Group g holds the rows whose units are
-// compositionPairKeys[g] ((first << 16) | second, ascending); its row numbers are
-// compositionPairRows[compositionPairStarts[g] .. compositionPairStarts[g + 1]), in table order.
-extern const uint32_t compositionPairKeys[kCompositionPairCount];
-extern const uint16_t compositionPairStarts[kCompositionPairCount + 1];
+// The rows grouped by their first two decomposition units, for the composer. compositionPairRows
+// lists the row numbers group by group, each group in table order. compositionPairSlots is a hash
+// table of the groups: the group of key (first << 16) | second sits at PairSlot(key) or, when
+// that slot was taken, in one of the next slots (wrapping); a slot holds (key << 32) |
+// (first member << 16) | end of its members in compositionPairRows, and 0 marks a free slot,
+// which ends a search (no key is 0).
+inline constexpr int kPairSlotBits = 12;
+extern const uint64_t compositionPairSlots[1 << kPairSlotBits];
 extern const uint16_t compositionPairRows[kCompositionCount];
+// The generator computes the same hash.
+inline uint32_t PairSlot(uint32_t key) { return (key * 0x9E3779B1u) >> (32 - kPairSlotBits); }
 // The smallest second decomposition unit of any row (U+0300).
 extern const uint16_t compositionSmallestSecondUnit;
 
@@ -51,17 +65,55 @@ void InitCharsWhoCanBeCompositionLookupTable();
 // middle, and "Char found" or "Char not found". FindCompositionRow(0x00E9) is 34.
 int64_t FindCompositionRow(uint16_t unit);
 
+// FindCompositionRowsQuietly: the same search for kLanes units at once (rows[i] for units[i]),
+// without its log lines, walked over its tree. No step branches on the data, so nothing is
+// mispredicted; each step loads both children of its node before it knows which one follows, so
+// a step waits for a compare rather than for a load; and the lanes' independent walks fill each
+// other's waits. Walking on after a hit stays on the smaller side, where no value equals the unit
+// except copies of the hit node, which name the same row.
+template <int kLanes>
+inline void FindCompositionRowsQuietly(const uint16_t* units, int64_t* rows) {
+  static_assert(std::endian::native == std::endian::little, "the two children are read as one word");
+  uint32_t node[kLanes];
+  uint32_t value[kLanes];
+  int64_t hit[kLanes];
+  for (int lane = 0; lane < kLanes; ++lane) {
+    node[lane] = 0;
+    value[lane] = compositionSearchValues[0];
+    hit[lane] = -1;
+  }
+  for (int depth = 1; depth < kSearchDepth; ++depth) {
+#pragma GCC unroll 4  // the lanes' state stays in registers
+    for (int lane = 0; lane < kLanes; ++lane) {
+      uint32_t children;  // the smaller side's value in the low half, the greater side's above it
+      memcpy(&children, &compositionSearchValues[2 * node[lane] + 1], sizeof children);
+      const uint32_t greater = units[lane] > value[lane];
+      hit[lane] = units[lane] == value[lane] ? node[lane] : hit[lane];
+      node[lane] = 2 * node[lane] + 1 + greater;
+      value[lane] = (children >> (16 * greater)) & 0xFFFF;
+    }
+  }
+  for (int lane = 0; lane < kLanes; ++lane) {
+    hit[lane] = units[lane] == value[lane] ? node[lane] : hit[lane];
+    rows[lane] = hit[lane] < 0 ? -1 : compositionSearchRows[hit[lane]];
+  }
+}
+
+inline int64_t FindCompositionRowQuietly(uint16_t unit) {
+  int64_t row;
+  FindCompositionRowsQuietly<1>(&unit, &row);
+  return row;
+}
+
 // FindFirstDecompositionAt: the first row in table order whose whole decomposition equals the
 // units at the start of text (count units are readable there, count >= 1), or -1. Only the group
 // of text's first two units is searched, which gives the same row as a scan of every row:
 // for "A" U+0323 U+0302 it is U+1EA0's row (0041 0323), not U+1EAC's.
 int64_t FindFirstDecompositionAt(const uint16_t* text, int64_t count);
 
-// The length of a row's decomposition (2 to 4).
+// The length of a row's decomposition (2 to 4), without a branch.
 inline int DecompositionLength(int64_t row) {
-  int length = 2;
-  while (length < 4 && compositions[row][1 + length] != 0) ++length;
-  return length;
+  return 2 + (compositions[row][3] != 0) + (compositions[row][4] != 0);
 }
 
 }  // namespace zyl
