@@ -153,3 +153,42 @@ TEST_CASE("the smallest second unit bounds every row") {
   for (int64_t row = 0; row < kCompositionCount; ++row) smallest = std::min(smallest, compositions[row][2]);
   CHECK(zyl::compositionSmallestSecondUnit == smallest);
 }
+
+TEST_CASE("the search tree holds the binary search's middles in the order it visits them") {
+  for (uint32_t unit = 0; unit < 0x10000; ++unit) {
+    // The search as documented, step by step beside the tree's nodes.
+    constexpr int64_t kNodes = (1 << zyl::kSearchDepth) - 1;
+    int64_t low = 0, high = kCompositionCount - 1, middle = 6098, node = 0;
+    while (true) {
+      const uint16_t composed = compositions[middle][0];
+      if (zyl::compositionSearchRows[node] != middle || zyl::compositionSearchValues[node] != composed) {
+        FAIL_CHECK(Hex(unit));
+        break;
+      }
+      if (unit == composed) break;
+      const bool greater = unit > composed;
+      if (greater) {
+        low = middle + 1;
+      } else {
+        high = middle - 1;
+      }
+      middle = (low + high) / 2;
+      if (low > high) break;
+      node = 2 * node + 1 + greater;
+      if (node >= kNodes) {
+        FAIL_CHECK("the search goes deeper than its tree: " << Hex(unit));
+        break;
+      }
+    }
+  }
+  // Four lanes at once give what one lane gives, for every unit.
+  for (uint32_t unit = 0; unit < 0x10000; unit += 4) {
+    const uint16_t units[4] = {static_cast<uint16_t>(unit), static_cast<uint16_t>(unit + 1),
+                               static_cast<uint16_t>(unit + 2), static_cast<uint16_t>(unit + 3)};
+    int64_t rows[4];
+    zyl::FindCompositionRowsQuietly<4>(units, rows);
+    for (int lane = 0; lane < 4; ++lane) {
+      if (rows[lane] != zyl::FindCompositionRow(units[lane])) FAIL_CHECK(Hex(units[lane]));
+    }
+  }
+}
