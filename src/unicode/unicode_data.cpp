@@ -13573,6 +13573,8 @@ const uint16_t compositionSearchValues[] = {
     0xFB34, 0xFB36, 0xFB38, 0xFB3A, 0xFB3B, 0xFB3E, 0xFB40, 0xFB43, 0xFB44, 0xFB47, 0xFB48, 0xFB4A,
     0xFB4B, 0xFB4D, 0xFB4E,
 };
+
+// The row each node of that tree compares with.
 const uint16_t compositionSearchRows[] = {
     6098, 3048, 9147, 1523, 4573, 7622, 10672, 761, 2285, 3810, 5335, 6860,
     8384, 9909, 11434, 380, 1142, 1904, 2666, 3429, 4191, 4954, 5716, 6479,

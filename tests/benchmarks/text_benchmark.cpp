@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "memcpy_baseline.h"
 #include "plugin/builders.h"
 #include "plugin/registration.h"
 #include "text/text.h"
@@ -45,16 +46,7 @@ Loaded& Host() {
   return loaded;
 }
 
-void BM_memcpy(benchmark::State& state) {
-  const std::string in = AsciiText();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy(benchmark::State& state) { zylbench::RunMemcpy(state, AsciiText()); }
 
 void RunCheckUTF8(benchmark::State& state, const std::string& input) {
   Host();

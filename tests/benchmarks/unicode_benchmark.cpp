@@ -12,6 +12,7 @@
 #include <cstring>
 #include <string>
 
+#include "memcpy_baseline.h"
 #include "plugin/builders.h"
 #include "plugin/registration.h"
 #include "text/text.h"
@@ -98,16 +99,7 @@ struct Loaded {
   memhost::Session session;
 };
 
-void BM_memcpy(benchmark::State& state) {
-  const std::string& in = LatinComposed();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy(benchmark::State& state) { zylbench::RunMemcpy(state, LatinComposed()); }
 
 template <typename Function>
 void RunCall(benchmark::State& state, const std::string& utf8, bool utf16, Function function) {
