@@ -56,9 +56,7 @@ class UnitOutput {
 // units per input unit and a few more. fill(first, end, cursor) writes through cursor and returns
 // where it stopped: at end, or up to three units past it (a match may run over the block's end).
 // The cursor is a local, so the inner loops keep it in a register.
-constexpr int64_t kBlock = 4096;
-
-template <typename Fill>
+template <int64_t kBlock = 4096, typename Fill>
 void WriteInBlocks(UnitOutput& output, int64_t count, int64_t maxPerUnit, Fill fill) {
   for (int64_t first = 0; first < count;) {
     const int64_t end = std::min(count, first + kBlock);
@@ -106,6 +104,7 @@ constexpr int64_t kLongestSpelledOut = 4;  // "1/10"
 constexpr uint16_t kFirstDecomposable = 0xC0;     // no unit below it has a row
 constexpr int64_t kCompositionReserve = 100000;   // units, whatever the text's length
 constexpr int64_t kLongestDecomposition = 4;
+constexpr int64_t kSearchBlock = 1024;  // units whose searches are gathered at once
 
 // Writes the decomposition of the row, or unit itself for no row. All four decomposition places
 // are copied: the row's zero padding makes that safe, and the length needs no branch on the row.
@@ -127,34 +126,35 @@ REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* te
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
   UnitOutput output(count + 1000);
-  WriteInBlocks(output, count, kLongestDecomposition, [&](int64_t i, int64_t end, uint16_t*& cursor) {
-    while (i < end) {
-      // A run of units below the first decomposable one goes out in one copy.
-      int64_t run = i;
-      while (run < end && units[run] < kFirstDecomposable) ++run;
-      memcpy(cursor, units + i, static_cast<size_t>(run - i) * sizeof(uint16_t));
-      cursor += run - i;
-      i = run;
-      if (i == end) break;
-      // Then the units that need a search: up to four searched side by side.
-      int64_t lanes = 1;
-      while (lanes < 4 && i + lanes < end && units[i + lanes] >= kFirstDecomposable) ++lanes;
-      int64_t rows[4];
-      if (logging) {
-        lanes = 1;
-        rows[0] = FindCompositionRow(units[i]);
-      } else if (lanes == 4) {
-        FindCompositionRowsQuietly<4>(units + i, rows);
-      } else if (lanes >= 2) {
-        lanes = 2;
-        FindCompositionRowsQuietly<2>(units + i, rows);
-      } else {
-        FindCompositionRowsQuietly<1>(units + i, rows);
-      }
-      for (int64_t lane = 0; lane < lanes; ++lane) WriteDecomposition(cursor, units[i + lane], rows[lane]);
-      i += lanes;
+  WriteInBlocks<kSearchBlock>(output, count, kLongestDecomposition, [&](int64_t first, int64_t end, uint16_t*& cursor) {
+    // The block's units from the first decomposable one up, searched four side by side (the
+    // searches are independent, so they fill each other's waits), then the block written out.
+    uint16_t searched[kSearchBlock + 3];
+    int64_t rows[kSearchBlock + 3];
+    int64_t wanted = 0;
+    for (int64_t i = first; i < end; ++i) {  // every unit is stored, the wanted ones kept
+      searched[wanted] = units[i];
+      wanted += units[i] >= kFirstDecomposable;
     }
-    return i;
+    if (logging) {
+      for (int64_t k = 0; k < wanted; ++k) rows[k] = FindCompositionRow(searched[k]);
+    } else {
+      for (int64_t k = wanted; k % 4 != 0; ++k) searched[k] = 0;  // a few more lanes, never read
+      for (int64_t k = 0; k < wanted; k += 4) FindCompositionRowsQuietly<4>(searched + k, rows + k);
+    }
+    const uint16_t* const text = units;  // locals: the stores below cannot make them reload
+    uint16_t* out = cursor;
+    const int64_t* row = rows;
+    for (int64_t i = first; i < end; ++i) {
+      const uint16_t unit = text[i];
+      if (unit < kFirstDecomposable) {
+        *out++ = unit;
+      } else {
+        WriteDecomposition(out, unit, *row++);
+      }
+    }
+    cursor = out;
+    return end;
   });
   if (logging) LogMessage("outsize", output.Size());
   return output.Build();
