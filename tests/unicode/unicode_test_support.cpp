@@ -45,7 +45,8 @@ struct Forms {
   std::u32string nfd, nfkd;
 };
 
-// Part 1 of the file: one line per character whose forms differ from it, "c1;c2;c3;c4;c5; # ...".
+// The file's character-by-character section: one line per character whose forms differ from it,
+// "c1;c2;c3;c4;c5; # ...".
 const std::map<char32_t, Forms>& CharacterForms() {
   static const std::map<char32_t, Forms> forms = [] {
     std::map<char32_t, Forms> read;
