@@ -12,7 +12,7 @@ if ! dpkg --print-foreign-architectures | grep -qx arm64; then
   sudo_ dpkg --add-architecture arm64
 fi
 
-for p in g++ cmake ninja-build pkg-config libffi-dev doctest-dev \
+for p in g++ cmake ninja-build pkg-config libffi-dev doctest-dev python3 unicode-data bzip2 \
          g++-aarch64-linux-gnu qemu-user libc6:arm64 libffi-dev:arm64 libffi8:arm64; do
   have "$p" || need+=("$p")
 done

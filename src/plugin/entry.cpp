@@ -7,6 +7,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "plugin/registration.h"
+#include "unicode/unicode.h"
 
 namespace zyl {
 
@@ -49,6 +50,7 @@ void ResetPluginStateForTests() {
   FreeModule(NewModule);
   NewModule = nullptr;
   DebuggingEnabled = false;
+  ClearAccentTableForTests();
   // Registration rewrites the extension's flags in place; give them their values before load.
   StyledTextClass.version = 15;
   StyledTextClass.flags = 0x308;
@@ -87,7 +89,10 @@ extern "C" __attribute__((visibility("default"))) void REALPluginMain(Resolver r
 
 extern "C" __attribute__((visibility("default"))) int PluginEntry() {
   MyPluginStart("String", 48);
-  if (REALinRuntime()) InitRand();  // only inside a built application, not in the IDE
+  if (REALinRuntime()) {  // only inside a built application, not in the IDE
+    InitRand();
+    InitTable();
+  }
   // The extension goes first: on the module route its two rows open the module. It waits until
   // its getter exists.
   if (StyledTextMethods[0].function != nullptr) MyREALRegisterClassExtension(&StyledTextClass);

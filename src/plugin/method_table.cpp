@@ -163,11 +163,11 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
     Row("InStrByteRangeZYL(target as string, find as string, StartValue as integer, EndValue as integer, StartValue2 as integer, EndValue2 as integer, StartValue3 as integer, EndValue3 as integer) as integer",
         ZYL_METHOD(InStrByteRange3BZYL)),  // 69
     Row("ConvertUnicodeToCharacterCompositionZYL(text as string) as string",
-        ZYL_PENDING /* ConvertUnicodeToCharacterCompositionZYL */),  // 70
+        ZYL_METHOD(ConvertUnicodeToCharacterCompositionZYL)),  // 70
     Row("ConvertUnicodeToCharacterDecompositionZYL(text as string) as string",
-        ZYL_PENDING /* ConvertUnicodeToCharacterDecompositionZYL */),  // 71
+        ZYL_METHOD(ConvertUnicodeToCharacterDecompositionZYL)),  // 71
     Row("RemoveAccentsZYL(text as string, IgnoreCase as boolean = false) as string",
-        ZYL_PENDING /* RemoveAccentsZYL */),  // 72
+        ZYL_METHOD(RemoveAccentsZYL)),  // 72
 };
 
 REALmethodDefinition StyledTextMethods[1] = {
