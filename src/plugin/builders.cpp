@@ -10,6 +10,7 @@
 #include "plugin/host_api.h"
 #include "plugin/log.h"
 #include "plugin/memory.h"
+#include "text/utf8_scan.h"
 
 namespace zyl {
 
@@ -34,12 +35,47 @@ REALstringStruct* BuildAsUTF8(const void* bytes, int64_t length, uint32_t encodi
   return utf8;
 }
 
+// Valid Unicode text as the UTF-8 string the host's converter would make of it: same bytes, same
+// encoding, one host call instead of a build and a conversion. Gives false (and leaves the text
+// to the host's converter) for text with a unit that is not a valid scalar value (a lone
+// surrogate, a value above U+10FFFF), a partial unit, a leading U+FEFF or U+FFFE (which a
+// converter may read as a byte-order mark), units not aligned in memory, or a UTF-8 form longer
+// than the host takes.
+template <typename Unit, typename Encode>
+bool BuildValidTextAsUTF8(const void* bytes, int64_t length, Encode encode, REALstringStruct** result) {
+  constexpr int64_t kUnit = sizeof(Unit);
+  constexpr int64_t kMostBytesPerUnit = kUnit == 2 ? 3 : 4;
+  if (bytes == nullptr || length < kUnit || length % kUnit != 0) return false;
+  if (reinterpret_cast<uintptr_t>(bytes) % kUnit != 0) return false;
+  const auto* units = static_cast<const Unit*>(bytes);
+  const int64_t count = length / kUnit;
+  if (units[0] == 0xFEFF || units[0] == 0xFFFE) return false;
+  uint8_t local[1024];
+  ClearedBytes heap;
+  uint8_t* out = local;
+  if (count > static_cast<int64_t>(sizeof local) / kMostBytesPerUnit) {
+    heap.reset(static_cast<uint8_t*>(AllocateMemory(count * kMostBytesPerUnit)));
+    if (heap == nullptr) return false;
+    out = heap.get();
+  }
+  const int64_t written = encode(units, count, out);
+  if (written < 0 || written > kMaxHostLength) return false;
+  *result = REALBuildStringWithEncoding(out, static_cast<int32_t>(written), kEncodingUTF8);
+  return true;
+}
+
 }  // namespace
 
 bool IsASCII(const void* bytes, int64_t count) {
   const auto* p = static_cast<const unsigned char*>(bytes);
   if (p == nullptr || count < 1) return true;
   int64_t i = 0;
+  // Four words per test: one branch for 32 bytes.
+  for (; i + 32 <= count; i += 32) {
+    uint64_t words[4];
+    memcpy(words, p + i, sizeof words);
+    if (((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080ull) != 0) return false;
+  }
   for (; i + 8 <= count; i += 8) {
     uint64_t word;
     memcpy(&word, p + i, sizeof word);
@@ -71,7 +107,11 @@ int64_t UTF32ToUTF16(const uint32_t* source, int64_t count, uint16_t* destinatio
 }
 
 REALstringStruct* REALBuildUnicodeStringUTF16(const void* bytes, int64_t length) {
-  if (HostBuildsWithEncoding()) return BuildAsUTF8(bytes, length, kEncodingUTF16);
+  if (HostBuildsWithEncoding()) {
+    REALstringStruct* direct = nullptr;
+    if (BuildValidTextAsUTF8<uint16_t>(bytes, length, EncodeValidUTF16AsUTF8, &direct)) return direct;
+    return BuildAsUTF8(bytes, length, kEncodingUTF16);
+  }
   REALstringStruct* s = REALBuildString(bytes, static_cast<int32_t>(length));
   if (s != nullptr) {
     REALSetStringEncoding(s, kEncodingUTF16);
@@ -82,7 +122,11 @@ REALstringStruct* REALBuildUnicodeStringUTF16(const void* bytes, int64_t length)
 }
 
 REALstringStruct* REALBuildUnicodeStringUTF32(const void* bytes, int64_t length) {
-  if (rbversion_rbversion >= 2013.0) return BuildAsUTF8(bytes, length, kEncodingUTF32);
+  if (rbversion_rbversion >= 2013.0) {
+    REALstringStruct* direct = nullptr;
+    if (BuildValidTextAsUTF8<uint32_t>(bytes, length, EncodeValidUTF32AsUTF8, &direct)) return direct;
+    return BuildAsUTF8(bytes, length, kEncodingUTF32);
+  }
 
   // Older hosts know no UTF-32: go through UTF-16. Short inputs use a local buffer.
   const int64_t count = length / 4;  // a trailing partial code point is ignored

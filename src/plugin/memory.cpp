@@ -21,16 +21,27 @@ void* AllocateClearMemory(int64_t size) {
 
 void FreeMemoryNow(void* address) { free(address); }
 
+void* AllocateMemory(int64_t size) {
+  if (size < 1) return nullptr;
+  return malloc(static_cast<size_t>(size));
+}
+
 namespace {
 constexpr int64_t kHandleHeader = 8;
 }
 
-Handle allocateHandle(int64_t size) {
+namespace {
+Handle NewHandle(int64_t size, void* (*allocate)(int64_t)) {
   if (size < 0 || size > INT64_MAX - kHandleHeader) return nullptr;
-  void* block = AllocateClearMemory(size + kHandleHeader);
+  void* block = allocate(size + kHandleHeader);
   if (block != nullptr) memcpy(block, &size, sizeof size);
   return block;
 }
+}  // namespace
+
+Handle allocateHandle(int64_t size) { return NewHandle(size, AllocateClearMemory); }
+
+Handle allocateUnclearedHandle(int64_t size) { return NewHandle(size, AllocateMemory); }
 
 void freeHandle(Handle handle) { FreeMemoryNow(handle); }
 

@@ -13,6 +13,9 @@ void ClearMemory(void* address, int64_t count);
 // A zeroed block of size bytes, or nil when size is below 1 or memory is short. Never throws.
 void* AllocateClearMemory(int64_t size);
 void FreeMemoryNow(void* address);  // nil is allowed
+// A block of size bytes whose contents are undefined, for buffers that are written before they
+// are read; nil when size is below 1 or memory is short. Freed with FreeMemoryNow.
+void* AllocateMemory(int64_t size);
 
 // ClearedBytes: owns a block of AllocateClearBytes and frees it with FreeMemoryNow at scope end.
 struct FreeMemoryNowDeleter {
@@ -27,6 +30,8 @@ inline ClearedBytes AllocateClearBytes(int64_t size) {
 // A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.
 using Handle = void*;
 Handle allocateHandle(int64_t size);  // nil for a negative size; size 0 is allowed
+// The same without clearing the usable bytes: for a reservation that is written before it is read.
+Handle allocateUnclearedHandle(int64_t size);
 void freeHandle(Handle handle);
 int64_t getHandleSize(Handle handle);  // 0 for nil
 void* lockHandle(Handle handle);       // the usable bytes; nil for nil

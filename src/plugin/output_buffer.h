@@ -10,7 +10,8 @@
 namespace zyl {
 
 // Units of private memory written through a cursor. The capacity given at construction is only
-// the first reservation: Room() grows the buffer (by at least half) whenever a write needs more.
+// the first reservation, not cleared (nothing is read before it is written): Room() grows the
+// buffer (by at least half) whenever a write needs more.
 // Throws std::bad_alloc when memory is short or a size would overflow; the guard of the
 // registered function turns that into a host exception.
 template <typename Unit>
@@ -19,7 +20,7 @@ class OutputBuffer {
   explicit OutputBuffer(int64_t capacity) {
     if (capacity < 1) capacity = 1;
     if (capacity > kMaxUnits) throw std::bad_alloc();
-    handle_ = allocateHandle(capacity * kUnit);
+    handle_ = allocateUnclearedHandle(capacity * kUnit);
     if (handle_ == nullptr) throw std::bad_alloc();
     begin_ = static_cast<Unit*>(lockHandle(handle_));
     cursor_ = begin_;

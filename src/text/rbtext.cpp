@@ -8,6 +8,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "text/text.h"
+#include "text/utf8_scan.h"
 
 namespace zyl {
 
@@ -35,20 +36,6 @@ alignas(8) constexpr uint8_t EmptyBuffer[8] = {};
 alignas(8) constexpr uint8_t EmptyBufferUInt16[8] = {};
 alignas(8) constexpr uint8_t EmptyBufferUInt32[16] = {};
 
-// Trailing bytes announced by each lead byte, and the offsets removed after accumulating a
-// sequence, as in the Unicode Consortium's reference converter.
-constexpr uint8_t UTF8_TRAILING_BYTES[256] = {
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-    1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
-    2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3, 3, 3, 3, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5};
-constexpr uint32_t UTF8_OFFSETS[6] = {0x00000000, 0x00003080, 0x000E2080,
-                                      0x03C82080, 0xFA082080, 0x82082080};
-
 // Set once the first text without an encoding has been rebuilt as ISO 8859-1 in this process.
 std::atomic<bool> gNoEncodingLogged{false};
 
@@ -72,24 +59,6 @@ uint32_t LoadUnit(const void* data, int64_t index, int unitSize) {
 
 void LogIfDebugging(const char* text) {
   if (DebuggingEnabled) LogMessage(text);
-}
-
-// Decodes UTF-8 as the reference converter does, handing each code point to emit, until the end
-// or the first sequence that is cut off by the end or not legal. Returns where it stopped.
-template <typename Emit>
-int64_t WalkUTF8(const uint8_t* source, int64_t length, Emit emit) {
-  int64_t i = 0;
-  while (i < length) {
-    const int extra = UTF8_TRAILING_BYTES[source[i]];
-    if (i + extra >= length) break;
-    if (!IsLegalUTF8(source + i, static_cast<uint32_t>(extra + 1))) break;
-    uint32_t c = 0;
-    for (int k = 0; k <= extra; ++k) c = (c << 6) + source[i + k];
-    emit(c - UTF8_OFFSETS[extra]);
-    i += extra + 1;
-  }
-  if (i < length && DebuggingEnabled) LogMessage("Illegal UTF-8 sequence!", i);
-  return i;
 }
 
 }  // namespace
@@ -377,8 +346,7 @@ void rbText::ConvertASCIItoUTF16() {
   if (length < 1) return;
   auto* units = static_cast<uint16_t*>(AllocateUnits(length, 2, 4));
   if (units == nullptr) return;
-  const auto* bytes = reinterpret_cast<const uint8_t*>(GetASCII());
-  for (int64_t i = 0; i < length; ++i) units[i] = bytes[i];
+  WidenBytes(reinterpret_cast<const uint8_t*>(GetASCII()), length, units);
   AdoptBuffer(kUTF16, units, length);
 }
 
@@ -387,8 +355,7 @@ void rbText::ConvertASCIItoUTF32() {
   if (length < 1) return;
   auto* units = static_cast<uint32_t*>(AllocateUnits(length + 1, 4, 0));
   if (units == nullptr) return;
-  const auto* bytes = reinterpret_cast<const uint8_t*>(GetASCII());
-  for (int64_t i = 0; i < length; ++i) units[i] = bytes[i];
+  WidenBytes(reinterpret_cast<const uint8_t*>(GetASCII()), length, units);
   AdoptBuffer(kUTF32, units, length);
 }
 
@@ -429,11 +396,12 @@ void rbText::ConvertUTF32Internal() {
   lengths_[kUTF32] = static_cast<int64_t>(record.length / 4);
 }
 
-// The UTF-8 form decoded into a new buffer of (UTF-8 length + spare) units for form: write(out,
-// written, code point) stores each code point. Illegal input ends the form early; what was
-// converted stays. An earlier buffer of the form is freed afterwards.
-template <typename Unit, typename Write>
-void rbText::ConvertFromUTF8(Form form, int64_t spare, Write write) {
+// The UTF-8 form decoded into a new buffer of (UTF-8 length + spare) units for form, leaving out
+// U+FEFF and U+FFFE wherever they stand. Illegal input ends the form early at the first sequence
+// the reference converter rejects; what was converted stays. An earlier buffer of the form is
+// freed afterwards.
+template <typename Unit>
+void rbText::ConvertFromUTF8(Form form, int64_t spare) {
   const int64_t inLength = LengthUTF8();
   const uint8_t* in = GetUTF8Bytes();
   SetEmptyForm(form);
@@ -442,8 +410,14 @@ void rbText::ConvertFromUTF8(Form form, int64_t spare, Write write) {
   owned_[form] = nullptr;
   auto* out = static_cast<Unit*>(AllocateUnits(inLength + spare, sizeof(Unit), 0));
   if (out != nullptr) {
+    const int64_t valid = WellFormedPrefix(in, inLength);
+    if (valid < inLength && DebuggingEnabled) LogMessage("Illegal UTF-8 sequence!", valid);
     int64_t written = 0;
-    WalkUTF8(in, inLength, [&](uint32_t c) { write(out, written, c); });
+    if constexpr (sizeof(Unit) == 2) {
+      written = DecodeWellFormedUTF8ToUTF16(in, valid, out);
+    } else {
+      written = DecodeWellFormedUTF8ToUTF32(in, valid, out);
+    }
     out[written] = 0;
     AdoptBuffer(form, out, written);
     error_ = false;
@@ -451,29 +425,17 @@ void rbText::ConvertFromUTF8(Form form, int64_t spare, Write write) {
   FreeMemoryNow(detached);
 }
 
-// Byte-order marks U+FEFF and U+FFFE are left out wherever they stand; so are encoded
-// surrogates.
+// Byte-order marks U+FEFF and U+FFFE are left out wherever they stand. Well-formed UTF-8 holds
+// no surrogates and nothing above U+10FFFF.
 void rbText::ConvertUTF16_viaUTF8() {
   LogIfDebugging("Try UTF8 to UTF16 conversion...");
-  ConvertFromUTF8<uint16_t>(kUTF16, 8, [](uint16_t* out, int64_t& written, uint32_t c) {
-    if (c == 0xFEFF || c == 0xFFFE || (c >= 0xD800 && c <= 0xDFFF)) return;
-    if (c < 0x10000) {
-      out[written++] = static_cast<uint16_t>(c);
-    } else if (c <= 0x10FFFF) {
-      out[written++] = static_cast<uint16_t>(0xD800 + ((c - 0x10000) >> 10));
-      out[written++] = static_cast<uint16_t>(0xDC00 + (c & 0x3FF));
-    } else {
-      out[written++] = 0xFFFD;
-    }
-  });
+  ConvertFromUTF8<uint16_t>(kUTF16, 8);
 }
 
-// Every code point but the two marks, unchecked.
+// Every code point but the two marks.
 void rbText::ConvertUTF32_viaUTF8() {
   LogIfDebugging("Try UTF8 to UTF32 conversion...");
-  ConvertFromUTF8<uint32_t>(kUTF32, 4, [](uint32_t* out, int64_t& written, uint32_t c) {
-    if (c != 0xFEFF && c != 0xFFFE) out[written++] = c;
-  });
+  ConvertFromUTF8<uint32_t>(kUTF32, 4);
 }
 
 // Pairs surrogates. A high surrogate not followed by a low one is dropped with the unit after

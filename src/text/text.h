@@ -75,8 +75,8 @@ class rbText {
   void ConvertUTF32Internal();
   void ConvertUTF32_viaUTF8();
   void ConvertUTF32_viaUTF16();
-  template <typename Unit, typename Write>
-  void ConvertFromUTF8(Form form, int64_t spare, Write write);
+  template <typename Unit>
+  void ConvertFromUTF8(Form form, int64_t spare);
 
   void FixUpWide(Form form, int unitSize);
   bool CopyWide(Form form, int unitSize, bool swap);

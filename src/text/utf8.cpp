@@ -9,66 +9,33 @@
 #include "plugin/memory.h"
 #include "plugin/output_buffer.h"
 #include "text/text.h"
+#include "text/utf8_scan.h"
 #include "text/words.h"
 
 namespace zyl {
 
 namespace {
 
-bool IsContinuation(uint8_t b) { return b >= 0x80 && b <= 0xBF; }
-
-// The length (2 to 4) of the well-formed multi-byte sequence starting at p, within available
-// bytes; 0 when the bytes there are not one (including a sequence cut off by the end).
-inline int WellFormedLength(const uint8_t* p, int64_t available) {
-  const uint8_t lead = p[0];
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  if (lead < 0xE0) return available >= 2 && IsContinuation(p[1]) ? 2 : 0;
-  uint8_t low = 0x80;
-  uint8_t high = 0xBF;
-  if (lead == 0xE0) low = 0xA0;
-  if (lead == 0xED) high = 0x9F;
-  if (lead == 0xF0) low = 0x90;
-  if (lead == 0xF4) high = 0x8F;
-  if (lead < 0xF0) {
-    return available >= 3 && p[1] >= low && p[1] <= high && IsContinuation(p[2]) ? 3 : 0;
-  }
-  return available >= 4 && p[1] >= low && p[1] <= high && IsContinuation(p[2]) && IsContinuation(p[3]) ? 4
-                                                                                                        : 0;
-}
-
-// The repair shared by the three forms of "CheckUTF8ZYL". Valid bytes go out one for one, so
-// room for the rest of the input is kept at every step; only placeholders longer than one byte
-// make the buffer grow.
+// The repair shared by the three forms of "CheckUTF8ZYL": each stretch of well-formed sequences
+// goes out whole, each rejected byte as one placeholder. Input that is well-formed throughout is
+// handed to the host as it is, without a private copy.
 REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruct* placeholder) {
   if (input == nullptr || size < 1) return nullptr;
   rbText placeholderText(placeholder);
   const uint8_t* replacement = placeholderText.GetUTF8Bytes();
   const int64_t replacementLength = placeholderText.LengthUTF8();
   if (size > INT64_MAX - 4096) throw std::bad_alloc();
-  OutputBuffer<uint8_t> out(size + 4096);
 
-  int64_t i = 0;
-  while (i < size) {
-    if (input[i] < 0x80) {
-      int64_t end = i + 1;
-      while (end + 8 <= size && (Load8(input + end) & kHighBits) == 0) end += 8;
-      while (end < size && input[end] < 0x80) ++end;
-      out.Append(input + i, end - i);
-      i = end;
-      continue;
-    }
-    const int sequence = WellFormedLength(input + i, size - i);
-    if (sequence > 0) {
-      out.AppendInRoom(input + i, sequence);
-      i += sequence;
-    } else if (replacementLength <= 1) {
-      out.AppendInRoom(replacement, static_cast<int>(replacementLength));
-      ++i;
-    } else {
-      out.Room(replacementLength + (size - i - 1));
-      out.Append(replacement, replacementLength);
-      ++i;
-    }
+  int64_t valid = WellFormedPrefix(input, size);
+  if (valid == size) return REALBuildUnicodeString(input, size, kEncodingUTF8);
+  OutputBuffer<uint8_t> out(size + 4096);
+  for (int64_t i = 0;;) {
+    out.Append(input + i, valid);
+    i += valid;
+    if (i >= size) break;
+    out.Append(replacement, replacementLength);
+    ++i;
+    valid = WellFormedPrefix(input + i, size - i);
   }
   return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingUTF8);
 }

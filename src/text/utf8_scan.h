@@ -1,0 +1,45 @@
+// The text model's UTF-8 and UTF-16 scanners: how much of a buffer is well-formed, decoding of
+// text known to be well-formed, and re-encoding of valid UTF-16 or UTF-32 as UTF-8.
+//
+// Each fast scanner has a plain byte-at-a-time twin (the ...Plain functions) that gives the same
+// answer; the tests hold the two against each other. The fast ones read 16 bytes at a time with
+// the compiler's generic vectors, which become SSE2 on x86-64 and Advanced SIMD on aarch64 (both
+// part of the platform's baseline) and plain word arithmetic elsewhere.
+#pragma once
+
+#include <cstdint>
+
+namespace zyl {
+
+// WellFormedPrefix: the length of the longest prefix of the n bytes at p that is made of whole
+// well-formed UTF-8 sequences (any byte below 0x80, zero included, is one). The byte there is
+// the one the reference walk rejects: a stray continuation byte, a lead byte that cannot start a
+// sequence, or a sequence that is malformed or cut off by the end.
+// WellFormedPrefix("A\xC3\xA9\xC3", 4) is 3.
+int64_t WellFormedPrefix(const uint8_t* p, int64_t n);
+int64_t WellFormedPrefixPlain(const uint8_t* p, int64_t n);
+
+// WellFormedLength: the length (2 to 4) of the well-formed multi-byte sequence at p within the
+// available bytes, 0 when there is none there.
+int WellFormedLength(const uint8_t* p, int64_t available);
+
+// DecodeWellFormedUTF8ToUTF16 / ...ToUTF32: n bytes known to be well-formed (WellFormedPrefix
+// gave n) as UTF-16 units or code points, leaving out U+FEFF and U+FFFE wherever they stand.
+// out must hold n units. Returns the units written.
+int64_t DecodeWellFormedUTF8ToUTF16(const uint8_t* in, int64_t n, uint16_t* out);
+int64_t DecodeWellFormedUTF8ToUTF32(const uint8_t* in, int64_t n, uint32_t* out);
+int64_t DecodeWellFormedUTF8ToUTF16Plain(const uint8_t* in, int64_t n, uint16_t* out);
+int64_t DecodeWellFormedUTF8ToUTF32Plain(const uint8_t* in, int64_t n, uint32_t* out);
+
+// Widens n ASCII (or ISO 8859-1) bytes to as many units.
+void WidenBytes(const uint8_t* in, int64_t n, uint16_t* out);
+void WidenBytes(const uint8_t* in, int64_t n, uint32_t* out);
+
+// UTF-8 of valid Unicode text: the UTF-8 bytes of count UTF-16 units or code points, written to
+// out (which holds 3 bytes per unit or 4 per code point), or -1 when the text holds a surrogate
+// that is not part of a pair (UTF-16), a surrogate value or a value above U+10FFFF (UTF-32).
+int64_t EncodeValidUTF16AsUTF8(const uint16_t* in, int64_t count, uint8_t* out);
+int64_t EncodeValidUTF32AsUTF8(const uint32_t* in, int64_t count, uint8_t* out);
+int64_t EncodeValidUTF16AsUTF8Plain(const uint16_t* in, int64_t count, uint8_t* out);
+
+}  // namespace zyl
