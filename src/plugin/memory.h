@@ -17,15 +17,19 @@ void FreeMemoryNow(void* address);  // nil is allowed
 // are read; nil when size is below 1 or memory is short. Freed with FreeMemoryNow.
 void* AllocateMemory(int64_t size);
 
-// ClearedBytes: owns a block of AllocateClearBytes and frees it with FreeMemoryNow at scope end.
+// ClearedBytes (OwnedBytes): owns a block of AllocateClearBytes (AllocateBytes) and frees it with
+// FreeMemoryNow at scope end.
 struct FreeMemoryNowDeleter {
   void operator()(void* address) const noexcept { FreeMemoryNow(address); }
 };
 using ClearedBytes = std::unique_ptr<uint8_t[], FreeMemoryNowDeleter>;
+using OwnedBytes = ClearedBytes;
 // AllocateClearMemory as owned bytes; empty when size is below 1 or memory is short.
 inline ClearedBytes AllocateClearBytes(int64_t size) {
   return ClearedBytes(static_cast<uint8_t*>(AllocateClearMemory(size)));
 }
+// AllocateMemory (contents undefined) as owned bytes; empty when size is below 1 or memory is short.
+inline OwnedBytes AllocateBytes(int64_t size) { return OwnedBytes(static_cast<uint8_t*>(AllocateMemory(size))); }
 
 // A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.
 using Handle = void*;

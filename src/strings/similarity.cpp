@@ -105,10 +105,11 @@ double LevenshteinMeasure(const uint32_t* a, int64_t la, const uint32_t* b, int6
   // Deliberate: an empty string counts as wholly different, even from another empty one.
   if (la == 0 || lb == 0) return 1.0;
 
-  // The whole matrix, row i at d + i * columns, filled row by row.
+  // The whole matrix, row i at d + i * columns, filled row by row. Every cell is written before
+  // it is read, so the block is not cleared first.
   int64_t bytes = INT64_MAX;
-  ClearedBytes matrix;
-  if (LevenshteinMatrixBytes(la, lb, &bytes)) matrix = AllocateClearBytes(bytes);
+  OwnedBytes matrix;
+  if (LevenshteinMatrixBytes(la, lb, &bytes)) matrix = AllocateBytes(bytes);
   if (matrix == nullptr) {
     RaiseAllocationFailure(bytes);
     return 1.0;
@@ -119,16 +120,22 @@ double LevenshteinMeasure(const uint32_t* a, int64_t la, const uint32_t* b, int6
   for (int64_t i = 1; i <= la; ++i) {
     int64_t* row = d + i * columns;
     const int64_t* above = row - columns;
-    const int64_t* twoAbove = i > 1 ? above - columns : nullptr;
     const uint32_t ai = a[i - 1];
     row[0] = i;
-    for (int64_t j = 1; j < columns; ++j) {
-      const int64_t cost = ai == b[j - 1] ? 0 : 1;
-      int64_t best = std::min({above[j - 1] + cost, above[j] + 1, row[j - 1] + 1});
-      if (twoAbove != nullptr && j > 1 && ai == b[j - 2] && a[i - 2] == b[j - 1]) {
-        best = std::min(best, twoAbove[j - 2] + cost);
-      }
-      row[j] = best;
+    // Only the step from the left depends on the cell just written: the other candidates (the
+    // diagonal, above, and a transposition of the two characters before, from two rows and two
+    // columns back) are taken first, so that each cell waits for one addition and one minimum.
+    int64_t left = std::min({above[0] + (ai == b[0] ? 0 : 1), above[1] + 1, i + int64_t{1}});
+    row[1] = left;
+    const uint32_t aBefore = i > 1 ? a[i - 2] : 0;
+    const int64_t* twoAbove = i > 1 ? above - columns : above;  // read only from the second row on
+    for (int64_t j = 2; j < columns; ++j) {
+      const uint32_t bj = b[j - 1];
+      const int64_t cost = ai == bj ? 0 : 1;
+      int64_t other = std::min(above[j - 1] + cost, above[j] + 1);
+      if (ai == b[j - 2] && aBefore == bj && i > 1) other = std::min(other, twoAbove[j - 2] + cost);
+      left = std::min(other, left + 1);
+      row[j] = left;
     }
   }
   const int64_t distance = d[la * columns + lb];
