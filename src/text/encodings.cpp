@@ -10,6 +10,7 @@
 #include "plugin/host_api.h"
 #include "plugin/memory.h"
 #include "text/text.h"
+#include "text/vector16.h"
 
 namespace zyl {
 
@@ -40,36 +41,29 @@ constexpr CodePage MakeCP1252() {
 constexpr CodePage escapecharsISO8859 = MakeISO8859();
 constexpr CodePage escapecharsCP1252 = MakeCP1252();
 
-// The reverse of a code page: for each code point, the lowest byte that maps to it. So a code
-// point that several bytes share (U+0000 in Windows-1252) always gives the lowest byte.
+// The reverse of a code page: for each code point, the lowest byte that maps to it (so a code
+// point that several bytes share, U+0000 in Windows-1252, always gives the lowest byte). Two
+// levels: the high byte of a unit picks a page of 256 entries (byte or -1); units of pages that
+// hold no character of the code page share the empty page 0.
 struct ReverseCodePage {
-  int16_t low[256];          // code points 0-255: byte or -1
-  uint16_t highPoints[256];  // code points above 255, with their bytes
-  uint8_t highBytes[256];
-  int highCount;
+  static constexpr int kPages = 8;
+  uint8_t pageOf[256];
+  int16_t pages[kPages][256];
 
-  constexpr int Find(uint16_t unit) const {
-    if (unit < 256) return low[unit];
-    for (int i = 0; i < highCount; ++i) {
-      if (highPoints[i] == unit) return highBytes[i];
-    }
-    return -1;
-  }
+  constexpr int Find(uint16_t unit) const { return pages[pageOf[unit >> 8]][unit & 0xFF]; }
 };
 
 constexpr ReverseCodePage MakeReverse(const CodePage& table) {
   ReverseCodePage reverse{};
-  for (int16_t& b : reverse.low) b = -1;
+  for (auto& page : reverse.pages) {
+    for (int16_t& b : page) b = -1;
+  }
+  int used = 1;
   for (int b = 0; b < 256; ++b) {
     const uint16_t point = table[b];
-    if (reverse.Find(point) >= 0) continue;
-    if (point < 256) {
-      reverse.low[point] = static_cast<int16_t>(b);
-    } else {
-      reverse.highPoints[reverse.highCount] = point;
-      reverse.highBytes[reverse.highCount] = static_cast<uint8_t>(b);
-      ++reverse.highCount;
-    }
+    if (reverse.pageOf[point >> 8] == 0) reverse.pageOf[point >> 8] = static_cast<uint8_t>(used++);
+    int16_t& entry = reverse.pages[reverse.pageOf[point >> 8]][point & 0xFF];
+    if (entry < 0) entry = static_cast<int16_t>(b);
   }
   return reverse;
 }
@@ -77,51 +71,59 @@ constexpr ReverseCodePage MakeReverse(const CodePage& table) {
 constexpr ReverseCodePage kFromUnicodeISO8859 = MakeReverse(escapecharsISO8859);
 constexpr ReverseCodePage kFromUnicodeCP1252 = MakeReverse(escapecharsCP1252);
 static_assert(kFromUnicodeCP1252.Find(0) == 0 && kFromUnicodeCP1252.Find(0x20AC) == 0x80);
+static_assert(kFromUnicodeCP1252.Find(0x81) == -1 && kFromUnicodeCP1252.Find(0x2122) == 0x99);
 static_assert(kFromUnicodeISO8859.Find(0xFF) == 0xFF && kFromUnicodeISO8859.Find(0x100) == -1);
 
 // Unicode to single bytes, unit by unit over the UTF-16 form; units the code page lacks are
-// dropped. The result has no encoding (ASCII when it is pure ASCII).
+// dropped. The result has no encoding (ASCII when it is pure ASCII). Every unit gives at most
+// one byte, so the handle of 2 bytes per unit never has to grow.
 REALstringStruct* EncodingTo(REALstringStruct* s, const ReverseCodePage& reverse) {
   rbText text(s);
   const uint16_t* units = text.GetUTF16();
   const int64_t count = text.LengthUTF16();
   Handle output = allocateHandle(count <= INT64_MAX / 2 ? 2 * count : -1);
   if (output == nullptr) return nullptr;
+  auto* out = static_cast<uint8_t*>(lockHandle(output));
   int64_t written = 0;
   // Deliberately nothing for one or two units: applications have always seen an empty result.
   if (count > 2) {
-    for (int64_t i = 0; i < count; ++i) {
-      const int byte = reverse.Find(units[i]);
-      if (byte < 0) continue;
-      if (written >= getHandleSize(output)) {
-        Handle grown = resizeHandle(output, written + 1025);
-        if (grown == nullptr) {
-          freeHandle(output);
-          return nullptr;
-        }
-        output = grown;
+    // Units below 0x80 are their own bytes in both code pages.
+    for (int64_t i = 0; i < count;) {
+      // The handle holds 2 bytes per unit: 8 more always fit.
+      if (units[i] < 0x80 && i + 8 <= count && units[i + 1] < 0x80) {
+        const int ascii = vec16::Narrow8(units + i, out + written);
+        i += ascii;
+        written += ascii;
+        continue;
       }
-      static_cast<uint8_t*>(lockHandle(output))[written++] = static_cast<uint8_t>(byte);
+      const int byte = reverse.Find(units[i++]);
+      if (byte >= 0) out[written++] = static_cast<uint8_t>(byte);
     }
   }
-  REALstringStruct* result = REALBuildUnicodeString(lockHandle(output), written, kEncodingNone);
+  REALstringStruct* result = REALBuildUnicodeString(out, written, kEncodingNone);
   unlockHandle(output);
   freeHandle(output);
   return result;
 }
 
 // Single bytes to Unicode: each byte of s (its encoding ignored) as the code page's character,
-// built from UTF-16 in host byte order.
+// built from UTF-16 in host byte order. Runs of ASCII bytes are widened as they are.
 REALstringStruct* DecodingTo(REALstringStruct* s, const CodePage& table) {
   rbData view(s);
   const int64_t count = view.Size();
   Handle output = allocateHandle(count <= INT64_MAX / 4 ? 2 * count : -1);
   if (output == nullptr) return nullptr;
-  auto* units = static_cast<uint8_t*>(lockHandle(output));
+  auto* units = static_cast<uint16_t*>(lockHandle(output));  // the handle's bytes are 8-aligned
   const uint8_t* bytes = view.Data();
-  for (int64_t i = 0; i < count; ++i) {
-    const uint16_t unit = table[bytes[i]];
-    memcpy(units + 2 * i, &unit, sizeof unit);
+  for (int64_t i = 0; i < count;) {
+    if (bytes[i] < 0x80 && i + 16 <= count && bytes[i + 1] < 0x80) {
+      const vec16::V8 v = vec16::Load16(bytes + i);
+      vec16::Widen16(v, units + i);
+      i += vec16::AsciiPrefix(v);
+    } else {
+      units[i] = table[bytes[i]];
+      ++i;
+    }
   }
   REALstringStruct* result = REALBuildUnicodeString(units, 2 * count, kEncodingUTF16);
   unlockHandle(output);

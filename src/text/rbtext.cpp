@@ -1,4 +1,5 @@
 // rbText: a host string served lazily as ASCII, UTF-8, UTF-16 or UTF-32.
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -43,6 +44,12 @@ std::atomic<bool> gNoEncodingLogged{false};
 void* AllocateUnits(int64_t count, int64_t unitSize, int64_t extra) {
   if (count < 0 || count > (INT64_MAX - extra) / unitSize) return nullptr;
   return AllocateClearMemory(count * unitSize + extra);
+}
+
+// The same without clearing.
+void* AllocateUnclearedUnits(int64_t count, int64_t unitSize) {
+  if (count < 0 || count > INT64_MAX / unitSize) return nullptr;
+  return AllocateMemory(count * unitSize);
 }
 
 uint32_t LoadUnit(const void* data, int64_t index, int unitSize) {
@@ -408,7 +415,9 @@ void rbText::ConvertFromUTF8(Form form, int64_t spare) {
   if (inLength < 1) return;
   void* detached = owned_[form];
   owned_[form] = nullptr;
-  auto* out = static_cast<Unit*>(AllocateUnits(inLength + spare, sizeof(Unit), 0));
+  // Not cleared: every unit up to the terminator is written, and the spare units after it are
+  // cleared below.
+  auto* out = static_cast<Unit*>(AllocateUnclearedUnits(inLength + spare, sizeof(Unit)));
   if (out != nullptr) {
     const int64_t valid = WellFormedPrefix(in, inLength);
     if (valid < inLength && DebuggingEnabled) LogMessage("Illegal UTF-8 sequence!", valid);
@@ -418,7 +427,9 @@ void rbText::ConvertFromUTF8(Form form, int64_t spare) {
     } else {
       written = DecodeWellFormedUTF8ToUTF32(in, valid, out);
     }
-    out[written] = 0;
+    // The terminator and a few zero units after it (written never passes inLength).
+    const int64_t cleared = std::min(inLength + spare - written, 2 * spare);
+    memset(out + written, 0, static_cast<size_t>(cleared) * sizeof(Unit));
     AdoptBuffer(form, out, written);
     error_ = false;
   }

@@ -1,51 +1,16 @@
 // UTF-8 scanning, decoding and encoding, 16 bytes at a time where the text allows.
 #include "text/utf8_scan.h"
 
+#include <array>
 #include <cstring>
 
-#include "text/words.h"
+#include "text/vector16.h"
 
 namespace zyl {
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the lane arithmetic below reads bytes little-endian");
-
 namespace {
 
-// Generic vectors: the compiler maps them onto the platform's baseline vector unit.
-using V8 = uint8_t __attribute__((vector_size(16)));
-using S8 = int8_t __attribute__((vector_size(16)));
-using W64 = uint64_t __attribute__((vector_size(16)));
-using Half8 = uint8_t __attribute__((vector_size(8)));
-using Units16x8 = uint16_t __attribute__((vector_size(16)));
-using Quarter8 = uint8_t __attribute__((vector_size(4)));
-using Units32x4 = uint32_t __attribute__((vector_size(16)));
-
-inline V8 Load16(const uint8_t* p) {
-  V8 v;
-  memcpy(&v, p, sizeof v);
-  return v;
-}
-
-inline V8 Splat(uint8_t b) { return V8{} + b; }
-
-inline bool AnyLane(S8 mask) {
-  const W64 w = reinterpret_cast<W64>(mask);
-  return (w[0] | w[1]) != 0;
-}
-
-inline bool AnyHighBit(V8 v) {
-  const W64 w = reinterpret_cast<W64>(v);
-  return ((w[0] | w[1]) & kHighBits) != 0;
-}
-
-// The number of bytes before the first one with its high bit set (16 when there is none).
-inline int AsciiPrefix(V8 v) {
-  const W64 w = reinterpret_cast<W64>(v);
-  const uint64_t low = w[0] & kHighBits;
-  if (low != 0) return __builtin_ctzll(low) >> 3;
-  const uint64_t high = w[1] & kHighBits;
-  return high != 0 ? 8 + (__builtin_ctzll(high) >> 3) : 16;
-}
+using namespace vec16;
 
 // Lanes of the 16 bytes at p (v) that break the well-formed sequence table, given that the
 // three bytes before p belong to sequences checked already: a continuation byte where none is
@@ -94,25 +59,6 @@ inline int64_t Walk(const uint8_t* p, int64_t i, int64_t until, int64_t n, bool*
   return i;
 }
 
-inline void Widen16(V8 v, uint16_t* out) {
-  Half8 low, high;
-  memcpy(&low, &v, 8);
-  memcpy(&high, reinterpret_cast<const uint8_t*>(&v) + 8, 8);
-  const Units16x8 a = __builtin_convertvector(low, Units16x8);
-  const Units16x8 b = __builtin_convertvector(high, Units16x8);
-  memcpy(out, &a, sizeof a);
-  memcpy(out + 8, &b, sizeof b);
-}
-
-inline void Widen16(V8 v, uint32_t* out) {
-  for (int q = 0; q < 4; ++q) {
-    Quarter8 part;
-    memcpy(&part, reinterpret_cast<const uint8_t*>(&v) + 4 * q, 4);
-    const Units32x4 units = __builtin_convertvector(part, Units32x4);
-    memcpy(out + 4 * q, &units, sizeof units);
-  }
-}
-
 // One well-formed multi-byte sequence at in[i] (lead byte b): its code point and length.
 inline uint32_t DecodeSequence(const uint8_t* in, uint8_t b, int* length) {
   if (b < 0xE0) {
@@ -143,13 +89,19 @@ inline int64_t PutCodePoint(Unit* out, int64_t w, uint32_t c) {
   return w + 1;
 }
 
+// Runs of ASCII go 16 bytes at a time; runs of sequences of one length (Cyrillic, Greek, CJK)
+// stay in a loop of their own, so that the length is guessed right for all but the first of a
+// run.
+template <typename Unit>
+int64_t DecodeWellFormedPlain(const uint8_t* in, int64_t n, Unit* out, int64_t i, int64_t w);
+
 template <typename Unit>
 int64_t DecodeWellFormed(const uint8_t* in, int64_t n, Unit* out) {
   int64_t i = 0, w = 0;
-  while (i < n) {
-    const uint8_t b = in[i];
+  while (i + 16 <= n) {
+    uint8_t b = in[i];
     if (b < 0x80) {
-      if (i + 16 <= n) {
+      if (in[i + 1] < 0x80) {
         // Every sequence gives at most as many units as it has bytes, so out has room for 16.
         const V8 v = Load16(in + i);
         Widen16(v, out + w);
@@ -160,19 +112,30 @@ int64_t DecodeWellFormed(const uint8_t* in, int64_t n, Unit* out) {
         out[w++] = b;
         ++i;
       }
-      continue;
+    } else if (b < 0xE0) {
+      do {
+        out[w++] = static_cast<Unit>(((b & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu));
+        i += 2;
+      } while (i < n && ((b = in[i]) & 0xE0) == 0xC0);
+    } else if (b < 0xF0) {
+      do {
+        const uint32_t c = ((b & 0x0Fu) << 12) | ((in[i + 1] & 0x3Fu) << 6) | (in[i + 2] & 0x3Fu);
+        out[w] = static_cast<Unit>(c);
+        w += IsByteOrderMark(c) ? 0 : 1;
+        i += 3;
+      } while (i < n && ((b = in[i]) & 0xF0) == 0xE0);
+    } else {
+      int length = 0;
+      const uint32_t c = DecodeSequence(in + i, b, &length);
+      i += length;
+      w = PutCodePoint(out, w, c);
     }
-    int length = 0;
-    const uint32_t c = DecodeSequence(in + i, b, &length);
-    i += length;
-    w = PutCodePoint(out, w, c);
   }
-  return w;
+  return DecodeWellFormedPlain(in, n, out, i, w);
 }
 
 template <typename Unit>
-int64_t DecodeWellFormedPlain(const uint8_t* in, int64_t n, Unit* out) {
-  int64_t i = 0, w = 0;
+int64_t DecodeWellFormedPlain(const uint8_t* in, int64_t n, Unit* out, int64_t i, int64_t w) {
   while (i < n) {
     const uint8_t b = in[i];
     if (b < 0x80) {
@@ -270,10 +233,10 @@ int64_t DecodeWellFormedUTF8ToUTF32(const uint8_t* in, int64_t n, uint32_t* out)
   return DecodeWellFormed(in, n, out);
 }
 int64_t DecodeWellFormedUTF8ToUTF16Plain(const uint8_t* in, int64_t n, uint16_t* out) {
-  return DecodeWellFormedPlain(in, n, out);
+  return DecodeWellFormedPlain(in, n, out, 0, 0);
 }
 int64_t DecodeWellFormedUTF8ToUTF32Plain(const uint8_t* in, int64_t n, uint32_t* out) {
-  return DecodeWellFormedPlain(in, n, out);
+  return DecodeWellFormedPlain(in, n, out, 0, 0);
 }
 
 void WidenBytes(const uint8_t* in, int64_t n, uint16_t* out) {
@@ -292,18 +255,13 @@ int64_t EncodeValidUTF16AsUTF8(const uint16_t* in, int64_t count, uint8_t* out) 
   uint8_t* o = out;
   int64_t i = 0;
   while (i < count) {
-    if (in[i] < 0x80 && i + 8 <= count) {
-      // Eight units below 0x80 become eight bytes.
-      Units16x8 units;
-      memcpy(&units, in + i, sizeof units);
-      const W64 w = reinterpret_cast<W64>(units);
-      if (((w[0] | w[1]) & 0xFF80FF80FF80FF80ull) == 0) {
-        const Half8 bytes = __builtin_convertvector(units, Half8);
-        memcpy(o, &bytes, sizeof bytes);
-        o += 8;
-        i += 8;
-        continue;
-      }
+    // Two units below 0x80 start a run: eight go out at once, the run's length counts. The
+    // output holds 3 bytes per unit, so 8 more always fit.
+    if (in[i] < 0x80 && i + 8 <= count && in[i + 1] < 0x80) {
+      const int ascii = Narrow8(in + i, o);
+      o += ascii;
+      i += ascii;
+      continue;
     }
     if (!PutUTF16Character(in, count, i, o)) return -1;
   }

@@ -2,9 +2,8 @@
 // text known to be well-formed, and re-encoding of valid UTF-16 or UTF-32 as UTF-8.
 //
 // Each fast scanner has a plain byte-at-a-time twin (the ...Plain functions) that gives the same
-// answer; the tests hold the two against each other. The fast ones read 16 bytes at a time with
-// the compiler's generic vectors, which become SSE2 on x86-64 and Advanced SIMD on aarch64 (both
-// part of the platform's baseline) and plain word arithmetic elsewhere.
+// answer; the tests hold the two against each other. The fast ones read 16 bytes at a time
+// (text/vector16.h).
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,83 @@
+// Sixteen bytes (or eight 16-bit units) at a time with the compiler's generic vectors, which
+// become SSE2 on x86-64 and Advanced SIMD on aarch64 (both part of the platform's baseline) and
+// plain word arithmetic elsewhere. For the text model's loops over runs of ASCII.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "text/words.h"
+
+namespace zyl::vec16 {
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the lane arithmetic below reads bytes little-endian");
+
+using V8 = uint8_t __attribute__((vector_size(16)));
+using S8 = int8_t __attribute__((vector_size(16)));
+using W64 = uint64_t __attribute__((vector_size(16)));
+using Half8 = uint8_t __attribute__((vector_size(8)));
+using Quarter8 = uint8_t __attribute__((vector_size(4)));
+using Units16x8 = uint16_t __attribute__((vector_size(16)));
+using Units32x4 = uint32_t __attribute__((vector_size(16)));
+
+inline V8 Load16(const uint8_t* p) {
+  V8 v;
+  memcpy(&v, p, sizeof v);
+  return v;
+}
+
+inline V8 Splat(uint8_t b) { return V8{} + b; }
+
+inline bool AnyLane(S8 mask) {
+  const W64 w = reinterpret_cast<W64>(mask);
+  return (w[0] | w[1]) != 0;
+}
+
+inline bool AnyHighBit(V8 v) {
+  const W64 w = reinterpret_cast<W64>(v);
+  return ((w[0] | w[1]) & kHighBits) != 0;
+}
+
+// The number of bytes before the first one with its high bit set (16 when there is none).
+inline int AsciiPrefix(V8 v) {
+  const W64 w = reinterpret_cast<W64>(v);
+  const uint64_t low = w[0] & kHighBits;
+  if (low != 0) return __builtin_ctzll(low) >> 3;
+  const uint64_t high = w[1] & kHighBits;
+  return high != 0 ? 8 + (__builtin_ctzll(high) >> 3) : 16;
+}
+
+inline void Widen16(V8 v, uint16_t* out) {
+  Half8 low, high;
+  memcpy(&low, &v, 8);
+  memcpy(&high, reinterpret_cast<const uint8_t*>(&v) + 8, 8);
+  const Units16x8 a = __builtin_convertvector(low, Units16x8);
+  const Units16x8 b = __builtin_convertvector(high, Units16x8);
+  memcpy(out, &a, sizeof a);
+  memcpy(out + 8, &b, sizeof b);
+}
+
+inline void Widen16(V8 v, uint32_t* out) {
+  for (int q = 0; q < 4; ++q) {
+    Quarter8 part;
+    memcpy(&part, reinterpret_cast<const uint8_t*>(&v) + 4 * q, 4);
+    const Units32x4 units = __builtin_convertvector(part, Units32x4);
+    memcpy(out + 4 * q, &units, sizeof units);
+  }
+}
+
+// Writes the eight units at in as eight bytes (each unit's low byte) and returns how many of the
+// units, from the first, are below 0x80.
+inline int Narrow8(const uint16_t* in, uint8_t* out) {
+  Units16x8 units;
+  memcpy(&units, in, sizeof units);
+  const Half8 bytes = __builtin_convertvector(units, Half8);
+  memcpy(out, &bytes, sizeof bytes);
+  const W64 w = reinterpret_cast<W64>(units);
+  constexpr uint64_t kAbove7F = 0xFF80FF80FF80FF80ull;
+  if ((w[0] & kAbove7F) != 0) return __builtin_ctzll(w[0] & kAbove7F) >> 4;
+  if ((w[1] & kAbove7F) != 0) return 4 + (__builtin_ctzll(w[1] & kAbove7F) >> 4);
+  return 8;
+}
+
+}  // namespace zyl::vec16
