@@ -66,6 +66,8 @@ bool BuildValidTextAsUTF8(const void* bytes, int64_t length, Encode encode, REAL
 
 }  // namespace
 
+bool HostConvertsUnicodeResultsToUTF8() { return HostBuildsWithEncoding(); }
+
 bool IsASCII(const void* bytes, int64_t count) {
   const auto* p = static_cast<const unsigned char*>(bytes);
   if (p == nullptr || count < 1) return true;

@@ -19,6 +19,11 @@ inline constexpr int64_t kMaxHostLength = 0x7FFFFFFF;
 REALstringStruct* REALBuildUnicodeString(const void* bytes, int64_t length, uint32_t encoding) noexcept;
 REALstringStruct* REALBuildUnicodeStringUTF16(const void* bytes, int64_t length);
 REALstringStruct* REALBuildUnicodeStringUTF32(const void* bytes, int64_t length);
+// True on hosts (2012.0 and later) where results built from UTF-16 or UTF-32 arrive as UTF-8. There
+// a caller whose text is valid Unicode (no surrogate values, nothing above U+10FFFF, no leading
+// U+FEFF or U+FFFE) may write the UTF-8 itself and build it with kEncodingUTF8: the host's
+// converter would have made the same bytes.
+bool HostConvertsUnicodeResultsToUTF8();
 // Nil for nil text; else REALBuildUnicodeString over the text up to its terminator.
 REALstringStruct* CString2RB(const char* text, uint32_t encoding) noexcept;
 

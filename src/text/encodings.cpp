@@ -106,11 +106,70 @@ REALstringStruct* EncodingTo(REALstringStruct* s, const ReverseCodePage& reverse
   return result;
 }
 
+// The UTF-8 of each byte's character, in 4 bytes so that one fixed-size copy writes any of them.
+struct UTF8OfByte {
+  uint8_t bytes[3];
+  uint8_t length;
+};
+using UTF8CodePage = std::array<UTF8OfByte, 256>;
+
+constexpr UTF8CodePage MakeUTF8(const CodePage& table) {
+  UTF8CodePage utf8{};
+  for (int b = 0; b < 256; ++b) {
+    const uint16_t c = table[b];
+    if (c < 0x80) {
+      utf8[b] = {{static_cast<uint8_t>(c), 0, 0}, 1};
+    } else if (c < 0x800) {
+      utf8[b] = {{static_cast<uint8_t>(0xC0 | (c >> 6)), static_cast<uint8_t>(0x80 | (c & 0x3F)), 0}, 2};
+    } else {
+      utf8[b] = {{static_cast<uint8_t>(0xE0 | (c >> 12)), static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F)),
+                  static_cast<uint8_t>(0x80 | (c & 0x3F))},
+                 3};
+    }
+  }
+  return utf8;
+}
+
+constexpr UTF8CodePage kUTF8ISO8859 = MakeUTF8(escapecharsISO8859);
+constexpr UTF8CodePage kUTF8CP1252 = MakeUTF8(escapecharsCP1252);
+static_assert(sizeof(UTF8OfByte) == 4);
+
+// The code pages' characters are all valid scalar values below U+FEFF: where the host turns a
+// UTF-16 result into UTF-8, the bytes are written as that UTF-8 at once. False (nothing built)
+// when the UTF-8 would be longer than a host string.
+bool DecodeAsUTF8(const rbData& view, const UTF8CodePage& utf8, REALstringStruct** result) {
+  const int64_t count = view.Size();
+  if (count > kMaxHostLength / 2) return false;  // the UTF-16 path gives nil there
+  OwnedBytes out = AllocateBytes(3 * count + 4);
+  if (out == nullptr) return false;
+  const uint8_t* bytes = view.Data();
+  uint8_t* o = out.get();
+  for (int64_t i = 0; i < count;) {
+    if (bytes[i] < 0x80 && i + 16 <= count && bytes[i + 1] < 0x80) {
+      // Room: 3 bytes for each byte read, so 16 more always fit.
+      const vec16::V8 v = vec16::Load16(bytes + i);
+      memcpy(o, &v, sizeof v);
+      const int ascii = vec16::AsciiPrefix(v);
+      o += ascii;
+      i += ascii;
+    } else {
+      const UTF8OfByte& piece = utf8[bytes[i++]];
+      memcpy(o, &piece, sizeof piece);
+      o += piece.length;
+    }
+  }
+  if (o - out.get() > kMaxHostLength) return false;
+  *result = REALBuildUnicodeString(out.get(), o - out.get(), kEncodingUTF8);
+  return true;
+}
+
 // Single bytes to Unicode: each byte of s (its encoding ignored) as the code page's character,
 // built from UTF-16 in host byte order. Runs of ASCII bytes are widened as they are.
-REALstringStruct* DecodingTo(REALstringStruct* s, const CodePage& table) {
+REALstringStruct* DecodingTo(REALstringStruct* s, const CodePage& table, const UTF8CodePage& utf8) {
   rbData view(s);
   const int64_t count = view.Size();
+  REALstringStruct* direct = nullptr;
+  if (count > 0 && HostConvertsUnicodeResultsToUTF8() && DecodeAsUTF8(view, utf8, &direct)) return direct;
   Handle output = allocateHandle(count <= INT64_MAX / 4 ? 2 * count : -1);
   if (output == nullptr) return nullptr;
   auto* units = static_cast<uint16_t*>(lockHandle(output));  // the handle's bytes are 8-aligned
@@ -135,8 +194,8 @@ REALstringStruct* DecodingTo(REALstringStruct* s, const CodePage& table) {
 
 REALstringStruct* EncodingToISO8859(REALstringStruct* s) { return EncodingTo(s, kFromUnicodeISO8859); }
 REALstringStruct* EncodingToCP1252(REALstringStruct* s) { return EncodingTo(s, kFromUnicodeCP1252); }
-REALstringStruct* DecodingToISO8859(REALstringStruct* s) { return DecodingTo(s, escapecharsISO8859); }
-REALstringStruct* DecodingToCP1252(REALstringStruct* s) { return DecodingTo(s, escapecharsCP1252); }
+REALstringStruct* DecodingToISO8859(REALstringStruct* s) { return DecodingTo(s, escapecharsISO8859, kUTF8ISO8859); }
+REALstringStruct* DecodingToCP1252(REALstringStruct* s) { return DecodingTo(s, escapecharsCP1252, kUTF8CP1252); }
 
 REALstringStruct* RBUnicodeString(REALstringStruct* s) { return REALConvertString(s, kEncodingUTF16); }
 

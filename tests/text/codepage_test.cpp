@@ -89,3 +89,27 @@ TEST_CASE("GetStringInUTF8 and ToString") {
   CHECK(zyl::ToString(-42) == "-42");
   CHECK(zyl::ToString(INT_MIN) == "-2147483648");
 }
+
+TEST_CASE("decoded code pages: the UTF-8 written on current hosts is the old hosts' UTF-16, converted") {
+  std::string inputs[3];
+  for (int b = 0; b < 256; ++b) inputs[0] += static_cast<char>(b);
+  for (int k = 0; k < 300; ++k) inputs[1] += static_cast<char>(k % 7 == 0 ? 0x80 + k % 32 : 'a' + k % 26);
+  inputs[2] = std::string(40, 'x') + "\x81\x9D" + std::string(17, 'y');
+  for (const char* declaration : {kFromISO, kFromCP1252}) {
+    for (const std::string& input : inputs) {
+      std::string utf16;
+      {
+        zyltest::PluginHost old(2011.0);
+        String s(input, memhost::kNoEncoding);
+        const String decoded = CallS(declaration, s.get());
+        REQUIRE(decoded.encoding() == memhost::kUTF16);
+        utf16 = decoded.bytes();
+      }
+      zyltest::PluginHost current;
+      String s(input, memhost::kNoEncoding);
+      const String decoded = CallS(declaration, s.get());
+      CHECK(decoded.encoding() == memhost::kUTF8);
+      CHECK(decoded.bytes() == memhost::ConvertBytes(utf16, memhost::kUTF16, memhost::kUTF8).value());
+    }
+  }
+}
