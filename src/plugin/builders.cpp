@@ -11,6 +11,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "text/utf8_scan.h"
+#include "text/vector16.h"
 
 namespace zyl {
 
@@ -72,11 +73,11 @@ bool IsASCII(const void* bytes, int64_t count) {
   const auto* p = static_cast<const unsigned char*>(bytes);
   if (p == nullptr || count < 1) return true;
   int64_t i = 0;
-  // Four words per test: one branch for 32 bytes.
-  for (; i + 32 <= count; i += 32) {
-    uint64_t words[4];
-    memcpy(words, p + i, sizeof words);
-    if (((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080ull) != 0) return false;
+  // One test for 64 bytes.
+  for (; i + 64 <= count; i += 64) {
+    const vec16::V8 any = vec16::Load16(p + i) | vec16::Load16(p + i + 16) | vec16::Load16(p + i + 32) |
+                          vec16::Load16(p + i + 48);
+    if (vec16::AnyHighBit(any)) return false;
   }
   for (; i + 8 <= count; i += 8) {
     uint64_t word;

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "text/vector16.h"
+
 namespace zyl {
 
 // ByteSet: up to all 256 byte values. Add and AddRange never fail; a range is inclusive, may use
@@ -34,15 +36,20 @@ class ByteSet {
 // ByteSetScanner: finds the members of a set in one buffer, left to right. Sets of up to
 // kFewMembers values run the C library's memchr once per value and remember where each value
 // occurs next, so a sequence of Next calls with growing offsets reads every byte at most once
-// per value; larger sets walk the membership table eight bytes at a time.
+// per value; sets of up to kVectorMembers values compare 16 bytes at a time with each value;
+// larger sets walk the membership table eight bytes at a time.
 class ByteSetScanner {
  public:
   static constexpr int kFewMembers = 4;
+  static constexpr int kVectorMembers = 16;
 
   ByteSetScanner(const ByteSet& set, const uint8_t* data, int64_t size) : set_(set), data_(data), size_(size) {
-    if (set.Count() > kFewMembers) return;
+    if (set.Count() > kVectorMembers) return;
     for (int b = 0; b < 256; ++b) {
-      if (set.Contains(static_cast<uint8_t>(b))) {
+      if (!set.Contains(static_cast<uint8_t>(b))) continue;
+      if (set.Count() > kFewMembers) {
+        splats_[few_++] = vec16::Splat(static_cast<uint8_t>(b));
+      } else {
         values_[few_] = static_cast<uint8_t>(b);
         next_[few_++] = -1;  // not searched yet
       }
@@ -52,7 +59,8 @@ class ByteSetScanner {
   // Next: the offset of the first member at or after from, or size when there is none. Offsets
   // of successive calls must not decrease (0 <= from <= size).
   int64_t Next(int64_t from) {
-    if (set_.Count() > kFewMembers) return NextByTable(from);
+    if (set_.Count() > kVectorMembers) return NextByTable(from);
+    if (set_.Count() > kFewMembers) return NextByVector(from);
     int64_t best = size_;
     for (int k = 0; k < few_; ++k) {
       if (next_[k] < from) next_[k] = Find(values_[k], from);
@@ -66,6 +74,27 @@ class ByteSetScanner {
     if (from >= size_) return size_;
     const void* hit = memchr(data_ + from, value, static_cast<size_t>(size_ - from));
     return hit != nullptr ? static_cast<const uint8_t*>(hit) - data_ : size_;
+  }
+
+  vec16::S8 Hits(const uint8_t* p) const {
+    const vec16::V8 v = vec16::Load16(p);
+    vec16::S8 hit = v == splats_[0];
+    for (int k = 1; k < few_; ++k) hit |= v == splats_[k];
+    return hit;
+  }
+
+  // 64 bytes a test while nothing is found.
+  int64_t NextByVector(int64_t from) const {
+    int64_t i = from;
+    for (; size_ - i >= 64; i += 64) {
+      const uint8_t* p = data_ + i;
+      if (vec16::AnyLane(Hits(p) | Hits(p + 16) | Hits(p + 32) | Hits(p + 48))) break;
+    }
+    for (; size_ - i >= 16; i += 16) {
+      const vec16::S8 hit = Hits(data_ + i);
+      if (vec16::AnyLane(hit)) return i + vec16::FirstLane(hit);
+    }
+    return NextByTable(i);
   }
 
   int64_t NextByTable(int64_t from) const {
@@ -83,6 +112,7 @@ class ByteSetScanner {
   const ByteSet& set_;
   const uint8_t* data_;
   int64_t size_;
+  vec16::V8 splats_[kVectorMembers] = {};
   uint8_t values_[kFewMembers] = {};
   int64_t next_[kFewMembers] = {};
   int few_ = 0;

@@ -208,20 +208,21 @@ int64_t WellFormedPrefix(const uint8_t* p, int64_t n) {
   // The block test reads the three bytes before each block: start three bytes in.
   int64_t i = Walk(p, 0, n < 3 ? n : 3, n, &rejected);
   if (rejected || i >= n) return i;
-  while (i + 16 <= n) {
-    const V8 v = Load16(p + i);
-    if (!AnyHighBit(v) && !SequenceOpenAt(p, i)) {
-      i += 16;
-      while (i + 32 <= n && !AnyHighBit(Load16(p + i) | Load16(p + i + 16))) i += 32;
+  // 32 bytes a step: one branch for the ASCII test and one for the result of the full test, so
+  // that text mixing ASCII with other scripts does not leave the processor guessing per block.
+  while (i + 32 <= n) {
+    const V8 a = Load16(p + i), b = Load16(p + i + 16);
+    if (!AnyHighBit(a | b) && !SequenceOpenAt(p, i)) {
+      i += 32;
       continue;
     }
-    if (AnyLane(BadLanes(p + i, v))) {
+    if (AnyLane(BadLanes(p + i, a) | BadLanes(p + i + 16, b))) {
       // The walk finds the sequence at fault; it starts at most three bytes back.
-      i = Walk(p, BoundaryAtOrBefore(p, i), i + 16, n, &rejected);
+      i = Walk(p, BoundaryAtOrBefore(p, i), i + 32, n, &rejected);
       if (rejected) return i;
       continue;
     }
-    i += 16;
+    i += 32;
   }
   return Walk(p, BoundaryAtOrBefore(p, i), n, n, &rejected);
 }

@@ -33,6 +33,13 @@ inline bool AnyLane(S8 mask) {
   return (w[0] | w[1]) != 0;
 }
 
+// The index of the first lane set in a mask (16 when none is).
+inline int FirstLane(S8 mask) {
+  const W64 w = reinterpret_cast<W64>(mask);
+  if (w[0] != 0) return __builtin_ctzll(w[0]) >> 3;
+  return w[1] != 0 ? 8 + (__builtin_ctzll(w[1]) >> 3) : 16;
+}
+
 inline bool AnyHighBit(V8 v) {
   const W64 w = reinterpret_cast<W64>(v);
   return ((w[0] | w[1]) & kHighBits) != 0;

@@ -166,9 +166,9 @@ TEST_CASE("The byte searches agree with a plain loop on random bytes") {
   std::mt19937 rng(31337);
   for (int round = 0; round < 3000; ++round) {
     // Long targets now and then, so that the table walk's eight-byte steps and long memchr runs
-    // are exercised; sets of one to a dozen bytes cover both search strategies.
+    // are exercised; sets of one to two dozen bytes cover every search strategy.
     const std::string target = RandomBytes(rng, round % 50 == 0 ? 5000 : 60);
-    std::string find = RandomBytes(rng, 1 + round % 12);
+    std::string find = RandomBytes(rng, 1 + round % 24);
     String t(target, memhost::kUTF8), f(find, memhost::kNoEncoding);
     CAPTURE(round);
     CHECK(memhost::Call<int64_t>(kInStrBytes, t.get(), f.get()) == ReferenceFirstIn(target, find, {}));
@@ -190,6 +190,23 @@ TEST_CASE("The byte searches agree with a plain loop on random bytes") {
           ReferenceFirstIn(target, find, {r1, r2}));
     CHECK(memhost::Call<int64_t>(kRange3B, t.get(), f.get(), r1.first, r1.last, r2.first, r2.last, r3.first,
                                  r3.last) == ReferenceFirstIn(target, find, {r1, r2, r3}));
+  }
+}
+
+TEST_CASE("InStrBytesZYL finds a lone member at every position of a long run, whatever the set's size") {
+  zyltest::PluginHost host;
+  for (int members = 1; members <= 20; ++members) {
+    std::string find;
+    for (int k = 0; k < members; ++k) find += static_cast<char>(0x80 + 3 * k);
+    String f(find, memhost::kNoEncoding);
+    for (size_t at = 0; at < 200; at += 1 + at / 16) {
+      std::string target(200, 'x');
+      target[at] = find[at % find.size()];
+      String t(target, memhost::kNoEncoding);
+      CHECK(memhost::Call<int64_t>(kInStrBytes, t.get(), f.get()) == static_cast<int64_t>(at) + 1);
+    }
+    String none(std::string(150, 'y'), memhost::kNoEncoding);
+    CHECK(memhost::Call<int64_t>(kInStrBytes, none.get(), f.get()) == 0);
   }
 }
 
