@@ -27,6 +27,18 @@ inline S8 BadLanes(const uint8_t* p, V8 v) {
   return bad;
 }
 
+// BadLanes for blocks where neither the 16 bytes nor the three before them hold a byte from 0xE0
+// up (ASCII and two-byte sequences only, as in Latin, Greek or Cyrillic text): only a lead byte
+// just before can make a continuation byte due, and only C0 and C1 cannot lead.
+inline S8 BadLanesTwoByte(const uint8_t* p, V8 v) {
+  const V8 p1 = Load16(p - 1);
+  const S8 continuation = reinterpret_cast<S8>(v) < reinterpret_cast<S8>(Splat(0xC0));
+  const S8 due = p1 >= Splat(0xC0);
+  return (continuation ^ due) | ((v & Splat(0xFE)) == Splat(0xC0));
+}
+
+inline V8 Max(V8 a, V8 b) { return a > b ? a : b; }
+
 // Whether a sequence that starts in the three bytes before i continues at i (those bytes were
 // checked already, so a lead byte there is a real one).
 inline bool SequenceOpenAt(const uint8_t* p, int64_t i) {
@@ -216,7 +228,10 @@ int64_t WellFormedPrefix(const uint8_t* p, int64_t n) {
       i += 32;
       continue;
     }
-    if (AnyLane(BadLanes(p + i, a) | BadLanes(p + i + 16, b))) {
+    const bool twoByteOnly = !AnyLane(Max(Max(a, b), Load16(p + i - 3)) >= Splat(0xE0));
+    const S8 bad = twoByteOnly ? BadLanesTwoByte(p + i, a) | BadLanesTwoByte(p + i + 16, b)
+                               : BadLanes(p + i, a) | BadLanes(p + i + 16, b);
+    if (AnyLane(bad)) {
       // The walk finds the sequence at fault; it starts at most three bytes back.
       i = Walk(p, BoundaryAtOrBefore(p, i), i + 32, n, &rejected);
       if (rejected) return i;
