@@ -9,14 +9,54 @@
 #include "plugin/builders.h"
 #include "plugin/memory.h"
 #include "text/text.h"
+#include "text/vector16.h"
 
 namespace zyl {
 
 namespace {
 
-// Writes the two digits of each of the n bytes at out (2n bytes).
+// The digit of each nibble lane (0-15): "0"-"9", then "A"-"F".
+inline vec16::V8 Digits(vec16::V8 nibbles) {
+  return nibbles + vec16::Splat('0') + (reinterpret_cast<vec16::V8>(nibbles > vec16::Splat(9)) & vec16::Splat(7));
+}
+
+// Writes the two digits of each of the n bytes at out (2n bytes), 16 bytes at a time.
 void WriteHex(const uint8_t* bytes, int64_t n, uint8_t* out) {
-  for (int64_t i = 0; i < n; ++i) hexdigits::WritePair(out + 2 * i, bytes[i]);
+  int64_t i = 0;
+  for (; i + 16 <= n; i += 16) {
+    const vec16::V8 v = vec16::Load16(bytes + i);
+    const vec16::V8 high = Digits(v >> 4), low = Digits(v & vec16::Splat(15));
+    const vec16::V8 first = __builtin_shufflevector(high, low, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+    const vec16::V8 second =
+        __builtin_shufflevector(high, low, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31);
+    memcpy(out + 2 * i, &first, sizeof first);
+    memcpy(out + 2 * i + 16, &second, sizeof second);
+  }
+  for (; i < n; ++i) hexdigits::WritePair(out + 2 * i, bytes[i]);
+}
+
+// The value of each digit lane ("0"-"9", "A"-"F", "a"-"f"); any other byte is 0.
+inline vec16::V8 DigitValues(vec16::V8 c) {
+  const vec16::V8 decimal = c - vec16::Splat('0');
+  const vec16::V8 letter = (c | vec16::Splat(0x20)) - vec16::Splat('a');
+  return (decimal & reinterpret_cast<vec16::V8>(decimal < vec16::Splat(10))) |
+         ((letter + vec16::Splat(10)) & reinterpret_cast<vec16::V8>(letter < vec16::Splat(6)));
+}
+
+// Reads count pairs of digits at digits into count bytes at out, 16 pairs at a time.
+void ReadHex(const uint8_t* digits, int64_t count, uint8_t* out) {
+  int64_t i = 0;
+  for (; i + 16 <= count; i += 16) {
+    const vec16::V8 a = DigitValues(vec16::Load16(digits + 2 * i));
+    const vec16::V8 b = DigitValues(vec16::Load16(digits + 2 * i + 16));
+    const vec16::V8 high = __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    const vec16::V8 low = __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+    const vec16::V8 bytes = (high << 4) | low;
+    memcpy(out + i, &bytes, sizeof bytes);
+  }
+  // Anything that is not a digit counts as 0.
+  const auto value = [](uint8_t c) { return std::max<int>(hexdigits::kNybble[c], 0); };
+  for (; i < count; ++i) out[i] = static_cast<uint8_t>(value(digits[2 * i]) * 16 + value(digits[2 * i + 1]));
 }
 
 // Pieces of a dump are copied with kSlack bytes to spare on both sides: a piece of up to kSlack
@@ -75,7 +115,7 @@ REALstringStruct* EncodingToHex(REALstringStruct* s) {
   rbData bytes(s);
   const int64_t n = bytes.Size();
   if (n == 0 || n > kMaxHostLength / 2) return nullptr;  // longer text has no host string
-  ClearedBytes out = AllocateClearBytes(2 * n);
+  OwnedBytes out = AllocateBytes(2 * n);
   if (out == nullptr) return nullptr;
   WriteHex(bytes.Data(), n, out.get());
   return REALBuildUnicodeString(out.get(), 2 * n, kEncodingASCII);
@@ -85,14 +125,10 @@ REALstringStruct* DecodingToHex(REALstringStruct* s) {
   rbText text(s);
   const int64_t n = text.LengthASCII();
   if (n <= 1) return nullptr;
-  ClearedBytes out = AllocateClearBytes(n / 2);
+  OwnedBytes out = AllocateBytes(n / 2);
   if (out == nullptr) return nullptr;
-  const auto* digits = reinterpret_cast<const uint8_t*>(text.GetASCII());
-  // Anything that is not a digit counts as 0, and an odd last character is ignored.
-  const auto value = [](uint8_t c) { return std::max<int>(hexdigits::kNybble[c], 0); };
-  for (int64_t i = 0; i < n / 2; ++i) {
-    out[i] = static_cast<uint8_t>(value(digits[2 * i]) * 16 + value(digits[2 * i + 1]));
-  }
+  // An odd last character is ignored.
+  ReadHex(reinterpret_cast<const uint8_t*>(text.GetASCII()), n / 2, out.get());
   return REALBuildUnicodeString(out.get(), n / 2, kEncodingNone);
 }
 

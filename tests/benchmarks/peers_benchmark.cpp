@@ -18,6 +18,8 @@
 #include <unicode/ustring.h>
 #include <utf8proc.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -691,6 +693,12 @@ void RegisterAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // glibc's malloc adapts its thresholds to what was freed last: whether a block of a few MiB
+  // comes back from the heap or as fresh pages the kernel must clear then depends on the order of
+  // the rows, and the page faults can outweigh the work. Fixed thresholds keep freed memory for
+  // every row alike (blocks above 32 MiB are still mapped afresh).
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 1 << 30);
   zylbench::LoadPlugin();
   g_mime_init();
   curl_global_init(CURL_GLOBAL_DEFAULT);
