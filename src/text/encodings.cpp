@@ -10,6 +10,7 @@
 #include "plugin/host_api.h"
 #include "plugin/memory.h"
 #include "text/text.h"
+#include "text/utf8_scan.h"
 #include "text/vector16.h"
 
 namespace zyl {
@@ -74,11 +75,51 @@ static_assert(kFromUnicodeCP1252.Find(0) == 0 && kFromUnicodeCP1252.Find(0x20AC)
 static_assert(kFromUnicodeCP1252.Find(0x81) == -1 && kFromUnicodeCP1252.Find(0x2122) == 0x99);
 static_assert(kFromUnicodeISO8859.Find(0xFF) == 0xFF && kFromUnicodeISO8859.Find(0x100) == -1);
 
+// EncodingTo for text whose UTF-16 form is decoded from its UTF-8 form: the code points are read
+// from the UTF-8 at once, with the same result. A character beyond U+FFFF stands for its two
+// surrogate units, which no code page holds; U+FEFF and U+FFFE, which the UTF-16 form leaves out,
+// are in neither code page either, but they do not count as units.
+REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse) {
+  const uint8_t* in = text.GetUTF8Bytes();
+  const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
+  OwnedBytes out = AllocateBytes(valid + 16);  // at most one byte per code point
+  if (out == nullptr) return nullptr;
+  int64_t units = 0, written = 0;
+  for (int64_t i = 0; i < valid;) {
+    if (in[i] < 0x80) {
+      if (i + 16 <= valid && in[i + 1] < 0x80) {
+        const vec16::V8 v = vec16::Load16(in + i);
+        memcpy(out.get() + written, &v, sizeof v);
+        const int ascii = vec16::AsciiPrefix(v);
+        i += ascii, units += ascii, written += ascii;
+      } else {
+        out[written++] = in[i++];
+        ++units;
+      }
+      continue;
+    }
+    int length = 0;
+    const uint32_t c = DecodeWellFormedSequence(in + i, &length);
+    i += length;
+    if (c >= 0x10000) {
+      units += 2;
+      continue;
+    }
+    if (c == 0xFEFF || c == 0xFFFE) continue;
+    ++units;
+    const int byte = reverse.Find(static_cast<uint16_t>(c));
+    if (byte >= 0) out[written++] = static_cast<uint8_t>(byte);
+  }
+  // Deliberately nothing for one or two units: applications have always seen an empty result.
+  return REALBuildUnicodeString(out.get(), units > 2 ? written : 0, kEncodingNone);
+}
+
 // Unicode to single bytes, unit by unit over the UTF-16 form; units the code page lacks are
 // dropped. The result has no encoding (ASCII when it is pure ASCII). Every unit gives at most
 // one byte, so the handle of 2 bytes per unit never has to grow.
 REALstringStruct* EncodingTo(REALstringStruct* s, const ReverseCodePage& reverse) {
   rbText text(s);
+  if (text.WideFormsComeFromUTF8()) return EncodingFromUTF8(text, reverse);
   const uint16_t* units = text.GetUTF16();
   const int64_t count = text.LengthUTF16();
   Handle output = allocateHandle(count <= INT64_MAX / 2 ? 2 * count : -1);

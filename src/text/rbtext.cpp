@@ -89,6 +89,7 @@ rbText::rbText(REALstringStruct* text) : check1_(kSentinel), check2_(kSentinel) 
   } else if (encoding_ == kEncodingASCII || encoding_ == kEncodingUTF8) {
     // Served from the host's own bytes; no copy.
     asciiState_ = kUnchecked;
+    sourceIsUTF8_ = true;
     int64_t length = 0;
     const char* bytes = REALGetStringContents(text, &length);
     if (bytes != nullptr) {

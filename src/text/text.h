@@ -40,6 +40,10 @@ class rbText {
   const uint32_t* GetUTF32();
   const wchar_t* GetWChar();  // wide characters are UTF-32 on this platform
 
+  // True when the UTF-16 and UTF-32 forms are decoded from the UTF-8 form (text tagged UTF-8 or
+  // ASCII): the well-formed prefix of GetUTF8(), without U+FEFF and U+FFFE.
+  bool WideFormsComeFromUTF8() const { return sourceIsUTF8_; }
+
   int64_t LengthASCII();
   int64_t LengthUTF8();
   int64_t LengthUTF16();
@@ -96,6 +100,7 @@ class rbText {
   uint32_t encoding_;
   int32_t asciiState_;
   uint64_t check2_;
+  bool sourceIsUTF8_ = false;
 };
 
 // Writes one log line "ZYL Debug: <text> <handle>: <the string's UTF-8>"; a nil handle prints as

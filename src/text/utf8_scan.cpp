@@ -71,20 +71,6 @@ inline int64_t Walk(const uint8_t* p, int64_t i, int64_t until, int64_t n, bool*
   return i;
 }
 
-// One well-formed multi-byte sequence at in[i] (lead byte b): its code point and length.
-inline uint32_t DecodeSequence(const uint8_t* in, uint8_t b, int* length) {
-  if (b < 0xE0) {
-    *length = 2;
-    return ((b & 0x1Fu) << 6) | (in[1] & 0x3Fu);
-  }
-  if (b < 0xF0) {
-    *length = 3;
-    return ((b & 0x0Fu) << 12) | ((in[1] & 0x3Fu) << 6) | (in[2] & 0x3Fu);
-  }
-  *length = 4;
-  return ((b & 0x07u) << 18) | ((in[1] & 0x3Fu) << 12) | ((in[2] & 0x3Fu) << 6) | (in[3] & 0x3Fu);
-}
-
 inline bool IsByteOrderMark(uint32_t c) { return c == 0xFEFF || c == 0xFFFE; }
 
 template <typename Unit>
@@ -138,7 +124,7 @@ int64_t DecodeWellFormed(const uint8_t* in, int64_t n, Unit* out) {
       } while (i < n && ((b = in[i]) & 0xF0) == 0xE0);
     } else {
       int length = 0;
-      const uint32_t c = DecodeSequence(in + i, b, &length);
+      const uint32_t c = DecodeWellFormedSequence(in + i, &length);
       i += length;
       w = PutCodePoint(out, w, c);
     }
@@ -156,7 +142,7 @@ int64_t DecodeWellFormedPlain(const uint8_t* in, int64_t n, Unit* out, int64_t i
       continue;
     }
     int length = 0;
-    const uint32_t c = DecodeSequence(in + i, b, &length);
+    const uint32_t c = DecodeWellFormedSequence(in + i, &length);
     i += length;
     w = PutCodePoint(out, w, c);
   }

@@ -22,6 +22,22 @@ int64_t WellFormedPrefixPlain(const uint8_t* p, int64_t n);
 // available bytes, 0 when there is none there.
 int WellFormedLength(const uint8_t* p, int64_t available);
 
+// DecodeWellFormedSequence: the code point of the well-formed multi-byte sequence at p (lead byte
+// 0xC2 or above) and its length.
+inline uint32_t DecodeWellFormedSequence(const uint8_t* p, int* length) {
+  const uint8_t b = p[0];
+  if (b < 0xE0) {
+    *length = 2;
+    return ((b & 0x1Fu) << 6) | (p[1] & 0x3Fu);
+  }
+  if (b < 0xF0) {
+    *length = 3;
+    return ((b & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu);
+  }
+  *length = 4;
+  return ((b & 0x07u) << 18) | ((p[1] & 0x3Fu) << 12) | ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu);
+}
+
 // DecodeWellFormedUTF8ToUTF16 / ...ToUTF32: n bytes known to be well-formed (WellFormedPrefix
 // gave n) as UTF-16 units or code points, leaving out U+FEFF and U+FFFE wherever they stand.
 // out must hold n units. Returns the units written.

@@ -113,3 +113,16 @@ TEST_CASE("decoded code pages: the UTF-8 written on current hosts is the old hos
     }
   }
 }
+
+TEST_CASE("code-page encoders read UTF-8 text as they read its UTF-16 form") {
+  zyltest::PluginHost host;
+  ForEachInput(600, [](const std::string& in) {
+    std::string text = in;
+    if (text.size() % 5 == 1) text = "\xEF\xBB\xBF" + text;  // a leading U+FEFF now and then
+    const std::vector<uint32_t> form = ReferenceWideForm(text, false);
+    String utf8(text, memhost::kUTF8), utf16(Wide(std::vector<uint16_t>(form.begin(), form.end())), memhost::kUTF16);
+    for (const char* declaration : {kToISO, kToCP1252}) {
+      CHECK(memhost::Value(CallS(declaration, utf8.get()).get()) == memhost::Value(CallS(declaration, utf16.get()).get()));
+    }
+  });
+}

@@ -10,6 +10,9 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <vector>
+
+#include "text/text.h"
 
 namespace texttest {
 
@@ -92,6 +95,33 @@ inline int64_t ReferencePrefix(const std::string& in) {
     i += static_cast<size_t>(n);
   }
   return static_cast<int64_t>(i);
+}
+
+// The walk of the Unicode Consortium's reference converter, as the text buffer once ran it: the
+// lead byte announces the trailing bytes, IsLegalUTF8 checks the sequence, the offsets table
+// removes the marker bits; the marks U+FEFF and U+FFFE are left out; UTF-16 pairs the rest.
+inline std::vector<uint32_t> ReferenceWideForm(const std::string& in, bool utf32) {
+  static const uint32_t offsets[6] = {0x00000000, 0x00003080, 0x000E2080, 0x03C82080, 0xFA082080, 0x82082080};
+  const auto trailing = [](uint8_t b) { return b < 0xC0 ? 0 : b < 0xE0 ? 1 : b < 0xF0 ? 2 : b < 0xF8 ? 3 : b < 0xFC ? 4 : 5; };
+  std::vector<uint32_t> out;
+  const auto* s = U8(in);
+  const auto length = static_cast<int64_t>(in.size());
+  for (int64_t i = 0; i < length;) {
+    const int extra = trailing(s[i]);
+    if (i + extra >= length || !zyl::IsLegalUTF8(s + i, static_cast<uint32_t>(extra + 1))) break;
+    uint32_t c = 0;
+    for (int k = 0; k <= extra; ++k) c = (c << 6) + s[i + k];
+    c -= offsets[extra];
+    i += extra + 1;
+    if (c == 0xFEFF || c == 0xFFFE) continue;
+    if (!utf32 && c >= 0x10000) {
+      out.push_back(0xD800 + ((c - 0x10000) >> 10));
+      out.push_back(0xDC00 + (c & 0x3FF));
+    } else {
+      out.push_back(c);
+    }
+  }
+  return out;
 }
 
 // Valid text with sequences of every length, some at the edges of the well-formed rows.
