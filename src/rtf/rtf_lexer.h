@@ -19,6 +19,7 @@ struct RTFColor {
   int32_t red = 0;
   int32_t green = 0;
   int32_t blue = 0;
+  bool operator==(const RTFColor&) const = default;
 };
 
 // Colour and font numbers are the low 32 bits of the numbers in the text.
