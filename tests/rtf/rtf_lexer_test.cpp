@@ -80,7 +80,7 @@ TEST_CASE("ReadCommand: words, parameters and where the caller resumes") {
        static_cast<int64_t>(7766279631452241919ull), 23},
   };
   for (const Case& c : cases) {
-    CAPTURE(c.why);
+    INFO(c.why);
     const Buffer text = Terminated(c.text);
     std::string_view word = "unset";
     int64_t parameter = 12345;
@@ -121,7 +121,7 @@ TEST_CASE("ReadColorTable: entries by their ';', the closing brace consumed") {
        {{0, {0, 0, 0}}, {1, {1, 0, 0}}}, "\0\\red2;}"s},
   };
   for (const Case& c : cases) {
-    CAPTURE(c.why);
+    INFO(c.why);
     const Buffer text = Terminated(c.text);
     int64_t position = AfterWord(text, 1, "colortbl");
     const Table table = zyl::ReadColorTable(text.get(), position);
@@ -159,7 +159,7 @@ TEST_CASE("ReadFontTable: names by number, skipped groups, escapes dropped") {
       {"a zero byte ends the table and is left for the caller", "{\\fonttbl{\\f0 Ar\0ial;}}"s, {}, "\0ial;}}"s},
   };
   for (const Case& c : cases) {
-    CAPTURE(c.why);
+    INFO(c.why);
     const Buffer text = Terminated(c.text);
     int64_t position = AfterWord(text, 1, "fonttbl");
     const Table table = zyl::ReadFontTable(text.get(), position);

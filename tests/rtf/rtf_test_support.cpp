@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <utility>
 
 namespace rtftest {
@@ -128,3 +129,11 @@ std::string Fixture(std::string_view name) {
 }
 
 }  // namespace rtftest
+
+doctest::String doctest::StringMaker<std::vector<rtftest::Run>>::convert(const std::vector<rtftest::Run>& runs) {
+  std::ostringstream out;
+  out << "[";
+  for (const rtftest::Run& run : runs) out << " " << run;
+  out << " ]";
+  return out.str().c_str();
+}

@@ -2,6 +2,7 @@
 // export and import through the host as the host calls them.
 #pragma once
 
+#include <doctest/doctest.h>
 #include <memhost.h>
 
 #include <cstdint>
@@ -63,3 +64,8 @@ std::string TextOf(const std::vector<Run>& runs);
 std::string Fixture(std::string_view name);
 
 }  // namespace rtftest
+
+template <>
+struct doctest::StringMaker<std::vector<rtftest::Run>> {
+  static doctest::String convert(const std::vector<rtftest::Run>& runs);
+};
