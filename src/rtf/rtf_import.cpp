@@ -177,12 +177,12 @@ int64_t ReadHexEscape(Import& in, const uint8_t* text, int64_t quote) {
 
 void ApplyWord(Import& in, const uint8_t* text, int64_t& position, int64_t length, std::string_view word,
                int64_t parameter) {
-  const Action action = ActionOf(word);
-  if (action == Action::Binary) {  // acted on everywhere, even while skipping
+  if (word == "bin") {  // acted on everywhere, even while skipping
     position = SkipBinary(position, parameter, length);
     return;
   }
   if (in.groups.empty() || in.Skipping()) return;
+  const Action action = ActionOf(word);
   switch (action) {
     case Action::Binary:
     case Action::Ignore:

@@ -422,6 +422,8 @@ void GetXojoStyleRunsForText(REALobjectStruct* styledText, std::vector<XojoStyle
   const int64_t paragraphCount = GetParagraphCount(styledText);
   if (paragraphCount <= 0) return;
 
+  // Room for the runs at once; a count no host can mean is not trusted for the reservation.
+  runs.reserve(runs.size() + static_cast<size_t>(std::min<int64_t>(runCount, 1 << 16)));
   int64_t position = 0;
   for (int64_t i = 0; i < runCount; ++i) {
     REALobjectStruct* object = GetStyleRun(styledText, i);
