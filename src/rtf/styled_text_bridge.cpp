@@ -30,19 +30,6 @@ XojoStyleRun::XojoStyleRun(const XojoStyleRun& other)
   if (text_ != nullptr) REALLockString(text_);
 }
 
-XojoStyleRun::XojoStyleRun(XojoStyleRun&& other) noexcept
-    : bold(other.bold),
-      underline(other.underline),
-      italic(other.italic),
-      textColor(other.textColor),
-      size(other.size),
-      alignment(other.alignment),
-      start(other.start),
-      length(other.length),
-      middle(other.middle),
-      font_(std::exchange(other.font_, nullptr)),
-      text_(std::exchange(other.text_, nullptr)) {}
-
 XojoStyleRun::~XojoStyleRun() {
   if (text_ != nullptr) REALUnlockString(text_);
   text_ = nullptr;

@@ -26,10 +26,8 @@ inline constexpr int64_t kAlignRight = 3;
 class XojoStyleRun {
  public:
   XojoStyleRun() = default;
-  XojoStyleRun(const XojoStyleRun& other);
-  XojoStyleRun(XojoStyleRun&& other) noexcept;  // takes over the references
+  XojoStyleRun(const XojoStyleRun& other);  // also what a growing array uses
   XojoStyleRun& operator=(const XojoStyleRun&) = delete;
-  XojoStyleRun& operator=(XojoStyleRun&&) = delete;
   ~XojoStyleRun();
 
   void setFont(REALstringStruct* font);  // the caller keeps its own reference

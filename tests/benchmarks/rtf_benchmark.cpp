@@ -5,12 +5,11 @@
 #include <benchmark/benchmark.h>
 #include <memhost.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "plugin/registration.h"
+#include "benchmarks/benchmark_support.h"
 
 namespace {
 
@@ -19,20 +18,10 @@ constexpr const char* kSetter =
     "RTFDataZYL(extends ref as StyledText, SkipParagraphs as boolean = false, assigns value as string)";
 constexpr int kRuns = 5000;
 
-// One host session with the plug-in loaded, shared by every benchmark.
-struct Loaded {
-  memhost::Session session{2024.0};
-  Loaded() { REALPluginMain(memhost::Resolve); }
-};
-Loaded& Host() {
-  static Loaded loaded;
-  return loaded;
-}
-
 // kRuns runs of mixed styles, fonts, colours and sizes; every tenth run ends its paragraph, and
 // the paragraphs take turns at the four alignments.
 memhost::Object LargeText() {
-  Host();
+  zylbench::Host();
   const char* fonts[] = {"Helvetica", "Times New Roman", "Menlo", "\xC3\x84rger Sans"};
   const uint32_t colours[] = {0, 0xC00000, 0x0070C0, 0x00B050};
   const char* words[] = {"The quick brown fox ", "jumps over the lazy dog, ", "caf\xC3\xA9 cr\xC3\xA8me ",
@@ -63,16 +52,7 @@ std::string ExportedDocument() {
   return rtf.bytes();
 }
 
-void BM_memcpy_rtf(benchmark::State& state) {
-  const std::string in = ExportedDocument();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy_rtf(benchmark::State& state) { zylbench::CopyBaseline(state, ExportedDocument()); }
 
 void BM_RTFExport(benchmark::State& state) {
   const memhost::Object text = LargeText();
@@ -87,7 +67,7 @@ void BM_RTFExport(benchmark::State& state) {
 }
 
 void RunImport(benchmark::State& state, const std::string& document) {
-  Host();
+  zylbench::Host();
   const memhost::Object text(memhost::NewStyledText({}));
   const memhost::String rtf(document, memhost::kUTF8, memhost::Storage::External);
   for (auto _ : state) memhost::Call<void>(kSetter, text.get(), int8_t{0}, rtf.get());

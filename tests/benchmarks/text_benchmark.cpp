@@ -7,8 +7,8 @@
 #include <random>
 #include <string>
 
+#include "benchmarks/benchmark_support.h"
 #include "plugin/builders.h"
-#include "plugin/registration.h"
 #include "text/text.h"
 
 namespace {
@@ -35,29 +35,10 @@ std::string RandomBytes() {
   return s;
 }
 
-// One host session with the plug-in loaded, shared by every benchmark.
-struct Loaded {
-  memhost::Session session{2024.0};
-  Loaded() { REALPluginMain(memhost::Resolve); }
-};
-Loaded& Host() {
-  static Loaded loaded;
-  return loaded;
-}
-
-void BM_memcpy(benchmark::State& state) {
-  const std::string in = AsciiText();
-  std::string out(in.size(), '\0');
-  for (auto _ : state) {
-    memcpy(out.data(), in.data(), in.size());
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * in.size()));
-}
+void BM_memcpy(benchmark::State& state) { zylbench::CopyBaseline(state, AsciiText()); }
 
 void RunCheckUTF8(benchmark::State& state, const std::string& input) {
-  Host();
+  zylbench::Host();
   memhost::String data(input, memhost::kNoEncoding, memhost::Storage::External);
   memhost::String placeholder("?", memhost::kUTF8);
   for (auto _ : state) {
@@ -85,7 +66,7 @@ void BM_IsASCII(benchmark::State& state) {
 }
 
 void RunTextForm(benchmark::State& state, const std::string& input, bool utf32) {
-  Host();
+  zylbench::Host();
   memhost::String text(input, memhost::kUTF8, memhost::Storage::External);
   for (auto _ : state) {
     zyl::rbText view(text.get());

@@ -34,6 +34,27 @@ int64_t AfterWord(const Buffer& text, size_t at, std::string_view expected) {
   return position;
 }
 
+// A table reader's case: the text holds "{\colortbl" or "{\fonttbl" at 0; resumeAt is what the
+// caller meets next ("": the terminator).
+template <typename Table>
+struct TableCase {
+  const char* why;
+  std::string text;
+  Table table;
+  std::string resumeAt;
+};
+
+template <typename Table, size_t N>
+void CheckTables(const TableCase<Table> (&cases)[N], std::string_view word, Table (*read)(const uint8_t*, int64_t&)) {
+  for (const TableCase<Table>& c : cases) {
+    INFO(c.why);
+    const Buffer text = Terminated(c.text);
+    int64_t position = AfterWord(text, 1, word);
+    CHECK(read(text.get(), position) == c.table);
+    CHECK(static_cast<size_t>(position + 1) == c.text.size() - c.resumeAt.size());
+  }
+}
+
 }  // namespace
 
 TEST_CASE("ReadCommand: words, parameters and where the caller resumes") {
@@ -102,13 +123,7 @@ TEST_CASE("FindEncoding: code pages to host encodings, Windows Latin 1 for the r
 }
 
 TEST_CASE("ReadColorTable: entries by their ';', the closing brace consumed") {
-  using Table = zyl::RTFColorTable;
-  struct Case {
-    const char* why;
-    std::string text;  // "{\colortbl" at 0
-    Table table;
-    std::string resumeAt;  // where the caller's next byte is ("" : at the terminator)
-  } cases[] = {
+  const TableCase<zyl::RTFColorTable> cases[] = {
       {"leading empty entry is black; the byte after the brace is its delimiter",
        "{\\colortbl;\\red255\\green0\\blue0;}xy", {{0, {0, 0, 0}}, {1, {255, 0, 0}}}, "y"},
       {"no empty entry: the first colour is 0", "{\\colortbl\\red1\\green2\\blue3;\\red4;}\\cf1",
@@ -120,25 +135,12 @@ TEST_CASE("ReadColorTable: entries by their ';', the closing brace consumed") {
       {"a zero byte ends the table and is left for the caller", "{\\colortbl;\\red1;\0\\red2;}"s,
        {{0, {0, 0, 0}}, {1, {1, 0, 0}}}, "\0\\red2;}"s},
   };
-  for (const Case& c : cases) {
-    INFO(c.why);
-    const Buffer text = Terminated(c.text);
-    int64_t position = AfterWord(text, 1, "colortbl");
-    const Table table = zyl::ReadColorTable(text.get(), position);
-    CHECK(table == c.table);
-    CHECK(static_cast<size_t>(position + 1) == c.text.size() - c.resumeAt.size());
-  }
+  CheckTables(cases, "colortbl", &zyl::ReadColorTable);
 }
 
 TEST_CASE("ReadFontTable: names by number, skipped groups, escapes dropped") {
-  using Table = zyl::RTFFontTable;
   const std::string longName(300, 'N');
-  struct Case {
-    const char* why;
-    std::string text;  // "{\fonttbl" at 0
-    Table table;
-    std::string resumeAt;
-  } cases[] = {
+  const TableCase<zyl::RTFFontTable> cases[] = {
       {"one group per font; the byte after the brace is its delimiter",
        "{\\fonttbl{\\f0\\fswiss\\fcharset0 Helvetica;}{\\f1 Times;}}xy", {{0, "Helvetica"}, {1, "Times"}}, "y"},
       {"a panose group inside an entry is skipped",
@@ -158,12 +160,5 @@ TEST_CASE("ReadFontTable: names by number, skipped groups, escapes dropped") {
       {"text ending inside the table", "{\\fonttbl{\\f0 Arial;}{\\f1 Hel", {{0, "Arial"}}, ""},
       {"a zero byte ends the table and is left for the caller", "{\\fonttbl{\\f0 Ar\0ial;}}"s, {}, "\0ial;}}"s},
   };
-  for (const Case& c : cases) {
-    INFO(c.why);
-    const Buffer text = Terminated(c.text);
-    int64_t position = AfterWord(text, 1, "fonttbl");
-    const Table table = zyl::ReadFontTable(text.get(), position);
-    CHECK(table == c.table);
-    CHECK(static_cast<size_t>(position + 1) == c.text.size() - c.resumeAt.size());
-  }
+  CheckTables(cases, "fonttbl", &zyl::ReadFontTable);
 }

@@ -62,7 +62,7 @@ TEST_CASE("XojoStyleRun holds one reference of its own to each string") {
     run.setFont(other.get());
     CHECK(memhost::RefCount(font.get()) == 1);
     std::vector<zyl::XojoStyleRun> runs;
-    for (int i = 0; i < 100; ++i) runs.push_back(run);  // growing the array moves, never leaks
+    for (int i = 0; i < 100; ++i) runs.push_back(run);  // growing the array copies, never leaks
     CHECK(memhost::RefCount(other.get()) == 102);
     run.setText(nullptr);
     CHECK(memhost::RefCount(text.get()) == 101);
