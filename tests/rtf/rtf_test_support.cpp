@@ -10,7 +10,8 @@
 
 namespace rtftest {
 
-std::ostream& operator<<(std::ostream& out, const Run& run) {
+std::string Describe(const Run& run) {
+  std::ostringstream out;
   out << "{\"";
   for (const char c : run.text) {
     if (c == '\r') {
@@ -25,7 +26,7 @@ std::ostream& operator<<(std::ostream& out, const Run& run) {
   char colour[16];
   snprintf(colour, sizeof colour, " #%06X", run.colour);
   out << colour << (run.bold ? " b" : "") << (run.italic ? " i" : "") << (run.underline ? " u" : "") << "}";
-  return out;
+  return out.str();
 }
 
 Run RunOf(std::string text, std::string font, int64_t size, uint32_t colour, std::string_view styles) {
@@ -40,22 +41,8 @@ Run RunOf(std::string text, std::string font, int64_t size, uint32_t colour, std
   return run;
 }
 
-memhost::RunStyle StyleOf(const Run& run) {
-  memhost::RunStyle style;
-  style.text = run.text;
-  style.font = run.font;
-  style.size = run.size;
-  style.colour = run.colour;
-  style.bold = run.bold;
-  style.italic = run.italic;
-  style.underline = run.underline;
-  return style;
-}
-
 memhost::Object NewText(const std::vector<Run>& runs, const std::vector<int64_t>& alignments) {
-  std::vector<memhost::RunStyle> styles;
-  for (const Run& run : runs) styles.push_back(StyleOf(run));
-  return memhost::Object(memhost::NewStyledText(styles, alignments));
+  return memhost::Object(memhost::NewStyledText(runs, alignments));
 }
 
 namespace {
@@ -75,15 +62,9 @@ std::string AsUTF8(const std::string& bytes, uint32_t encoding) {
 
 std::vector<Run> RunsOf(REALobjectStruct* styledText) {
   std::vector<Run> runs;
-  for (const memhost::RunStyle& style : memhost::StyleRuns(styledText)) {
-    Run run;
-    run.text = AsUTF8(style.text, style.encoding);
-    run.font = AsUTF8(style.font, style.fontEncoding);
-    run.size = style.size;
-    run.colour = style.colour;
-    run.bold = style.bold;
-    run.italic = style.italic;
-    run.underline = style.underline;
+  for (Run run : memhost::StyleRuns(styledText)) {
+    run.text = AsUTF8(run.text, std::exchange(run.encoding, memhost::kUTF8));
+    run.font = AsUTF8(run.font, std::exchange(run.fontEncoding, memhost::kUTF8));
     runs.push_back(std::move(run));
   }
   return runs;
@@ -133,7 +114,7 @@ std::string Fixture(std::string_view name) {
 doctest::String doctest::StringMaker<std::vector<rtftest::Run>>::convert(const std::vector<rtftest::Run>& runs) {
   std::ostringstream out;
   out << "[";
-  for (const rtftest::Run& run : runs) out << " " << run;
+  for (const rtftest::Run& run : runs) out << " " << rtftest::Describe(run);
   out << " ]";
   return out.str().c_str();
 }

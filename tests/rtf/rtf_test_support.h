@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,24 +20,14 @@ inline constexpr const char* kSetter =
 // The direct route's class row, getter and setter in one.
 inline constexpr const char* kClassRow = "RTFDataZYL(SkipParagraphs as boolean = false) as string";
 
-// A style run with its text as UTF-8 ("<hex ...>" when the host cannot convert it).
-struct Run {
-  std::string text;
-  std::string font;
-  int64_t size = 0;
-  uint32_t colour = 0;
-  bool bold = false;
-  bool italic = false;
-  bool underline = false;
-  bool operator==(const Run&) const = default;
-};
-std::ostream& operator<<(std::ostream& out, const Run& run);
+// A style run as the tests compare it: the host's description with text and font as UTF-8
+// ("<hex ...>" when the host cannot convert them).
+using Run = memhost::RunStyle;
+std::string Describe(const Run& run);
 
 // RunOf("x", "Arial", 12, 0xFF0000, "bi"): styles are the letters b, i and u.
 Run RunOf(std::string text, std::string font = {}, int64_t size = 0, uint32_t colour = 0, std::string_view styles = {});
 
-// The host's description of a run (UTF-8 text and font).
-memhost::RunStyle StyleOf(const Run& run);
 // A new StyledText (+1) holding the runs, then the paragraph alignments.
 memhost::Object NewText(const std::vector<Run>& runs, const std::vector<int64_t>& alignments = {});
 
