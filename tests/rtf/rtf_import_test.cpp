@@ -3,11 +3,13 @@
 // bytes.
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "plugin/log.h"
 #include "rtf/rtf_test_support.h"
 #include "support/plugin_host.h"
 
@@ -186,4 +188,23 @@ TEST_CASE("truncated and mutated documents never crash nor leak") {
     rtftest::Import(text.get(), mutated);
   }
   CHECK(memhost::Problems().empty());
+}
+
+TEST_CASE("a nil text object, and the debug log of an import") {
+  zyltest::PluginHost host;
+  memhost::String rtf(R"({\rtf1\qc{\fonttbl{\f0 Arial;}}\f0 centred\par})", memhost::kUTF8);
+  memhost::Call<void>(rtftest::kSetter, static_cast<REALobjectStruct*>(nullptr), int8_t{0}, rtf.get());
+
+  zyltest::CapturedLog log;
+  zyl::DebuggingEnabled = true;
+  const rtftest::Imported imported = ImportNew(R"({\rtf1\qc{\fonttbl{\f0 Arial;}}\f0 centred\par})");
+  zyl::DebuggingEnabled = false;
+  CHECK(imported.runs == std::vector<Run>{RunOf("centred\r", "Arial")});
+  const std::vector<std::string> lines = log.Lines();
+  for (const char* expected : {"ZYL Debug: StyledTextClear", "ZYL Debug: StyleRunSetFontName", "ZYL Debug: LengthUTF8 5",
+                               "ZYL Debug: NewText", "ZYL Debug: NewParagraphCount 1",
+                               "ZYL Debug: SetParagraphAlignment 0, 2", "ZYL Debug: Ignore empty run"}) {
+    CHECK_MESSAGE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return line.rfind(expected, 0) == 0; }),
+                  expected);
+  }
 }
