@@ -2,7 +2,8 @@
 //
 // The pass keeps a stack of group states and collects plain text in a pending buffer; a style
 // change, "\u", "\par", "}" and a raw line break hand the pending text to the bridge as one new
-// run. Only the words in kWords are acted on; a group that opens with any other word is skipped.
+// run. Only "\bin" and the words in kWords are acted on; a group that opens with any other word
+// is skipped.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -25,7 +26,7 @@ constexpr uint32_t kDefaultEncoding = 1280;  // Windows Latin 1
 constexpr size_t kReservedText = 10000;
 
 enum class Action {
-  Binary, Ignore, CodePage, Ansi, Mac, Bold, Italic, Underline, UnderlineNone, Unicode,
+  Ignore, CodePage, Ansi, Mac, Bold, Italic, Underline, UnderlineNone, Unicode,
   FontTable, ColourTable, Colour, Font, Paragraph, Centre, Right, Left, FontSize, Unknown,
 };
 
@@ -34,17 +35,18 @@ struct KnownWord {
   Action action;
 };
 
+// The words acted on inside an open group when not skipping ("bin" is acted on everywhere).
 // "pard" does not reset the alignment, and "upr" sets the size like "fs": both kept on purpose.
 constexpr KnownWord kWords[] = {
-    {"bin", Action::Binary},          {"rtf", Action::Ignore},         {"partightenfactor", Action::Ignore},
-    {"paperw", Action::Ignore},       {"paperh", Action::Ignore},      {"pard", Action::Ignore},
-    {"pardirnatural", Action::Ignore}, {"ansicpg", Action::CodePage},  {"ansi", Action::Ansi},
-    {"mac", Action::Mac},             {"b", Action::Bold},             {"i", Action::Italic},
-    {"ul", Action::Underline},        {"ulnone", Action::UnderlineNone}, {"u", Action::Unicode},
-    {"fonttbl", Action::FontTable},   {"colortbl", Action::ColourTable}, {"cf", Action::Colour},
-    {"f", Action::Font},              {"par", Action::Paragraph},      {"qc", Action::Centre},
-    {"qr", Action::Right},            {"ql", Action::Left},            {"qj", Action::Left},
-    {"fs", Action::FontSize},         {"upr", Action::FontSize},
+    {"rtf", Action::Ignore},          {"partightenfactor", Action::Ignore}, {"paperw", Action::Ignore},
+    {"paperh", Action::Ignore},       {"pard", Action::Ignore},             {"pardirnatural", Action::Ignore},
+    {"ansicpg", Action::CodePage},    {"ansi", Action::Ansi},               {"mac", Action::Mac},
+    {"b", Action::Bold},              {"i", Action::Italic},                {"ul", Action::Underline},
+    {"ulnone", Action::UnderlineNone}, {"u", Action::Unicode},              {"fonttbl", Action::FontTable},
+    {"colortbl", Action::ColourTable}, {"cf", Action::Colour},              {"f", Action::Font},
+    {"par", Action::Paragraph},       {"qc", Action::Centre},               {"qr", Action::Right},
+    {"ql", Action::Left},             {"qj", Action::Left},                 {"fs", Action::FontSize},
+    {"upr", Action::FontSize},
 };
 
 Action ActionOf(std::string_view word) {
@@ -184,7 +186,6 @@ void ApplyWord(Import& in, const uint8_t* text, int64_t& position, int64_t lengt
   if (in.groups.empty() || in.Skipping()) return;
   const Action action = ActionOf(word);
   switch (action) {
-    case Action::Binary:
     case Action::Ignore:
       return;
     case Action::CodePage:
