@@ -1,11 +1,14 @@
 // RTFRead: a StyledText as one compact RTF document.
+#include <algorithm>
 #include <charconv>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
+#include "plugin/output_buffer.h"
 #include "rtf/rtf.h"
 #include "rtf/styled_text_bridge.h"
 #include "text/text.h"
@@ -14,7 +17,9 @@ namespace zyl {
 
 namespace {
 
-constexpr size_t kReservedOutput = 1048576;  // typical documents are written without reallocation
+constexpr int64_t kReservedOutput = 1048576;  // typical documents are written without reallocation
+
+using Output = OutputBuffer<char>;
 
 // The library's own hash of a font name's UTF-8 bytes.
 struct FontNameHash {
@@ -25,14 +30,16 @@ struct FontNameHash {
   }
 };
 
-void AppendNumber(std::string& out, int64_t value) {
-  char digits[24];
-  const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-  out.append(digits, end);
+void Append(Output& out, std::string_view text) { out.Append(text.data(), static_cast<int64_t>(text.size())); }
+
+void AppendNumber(Output& out, int64_t value) {
+  constexpr int kDigits = 20;  // "-9223372036854775808"
+  char* at = out.Room(kDigits);
+  out.SetCursor(std::to_chars(at, at + kDigits, value).ptr);
 }
 
-void AppendWord(std::string& out, const char* word, int64_t value) {
-  out += word;
+void AppendWord(Output& out, std::string_view word, int64_t value) {
+  Append(out, word);
   AppendNumber(out, value);
 }
 
@@ -64,45 +71,50 @@ Tables NumberFontsAndColours(const std::vector<XojoStyleRun>& runs) {
   return tables;
 }
 
-void WriteHeader(std::string& out, const Tables& tables) {
-  out += "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl";
+void WriteHeader(Output& out, const Tables& tables) {
+  Append(out, "{\\rtf1\\ansi\\ansicpg1252{\\fonttbl");
   for (size_t i = 0; i < tables.fonts.size(); ++i) {
     AppendWord(out, "{\\f", static_cast<int64_t>(i));
-    out += "\\fnil ";
-    out += tables.fonts[i];  // raw UTF-8, not escaped
-    out += ";}";
+    Append(out, "\\fnil ");
+    Append(out, tables.fonts[i]);  // raw UTF-8, not escaped
+    Append(out, ";}");
   }
   // No leading automatic entry: colour 0 is the first run's colour, on purpose.
-  out += "}{\\colortbl";
+  Append(out, "}{\\colortbl");
   for (const uint32_t colour : tables.colours) {
     AppendWord(out, "\\red", (colour >> 16) & 0xFF);
     AppendWord(out, "\\green", (colour >> 8) & 0xFF);
     AppendWord(out, "\\blue", colour & 0xFF);
-    out += ';';
+    out.Push(';');
   }
-  out += "}\\uc0 ";
+  Append(out, "}\\uc0 ");
 }
 
 // The text as UTF-16 units: CR, LF, CR LF and LF CR each one "\par ", units 0-8 dropped, above
 // 127 "\uN ", and "\", "{", "}" escaped.
-void WriteText(std::string& out, REALstringStruct* text) {
+void WriteText(Output& out, REALstringStruct* text) {
   rbText units(text);
   const uint16_t* unit = units.GetUTF16();
   const int64_t count = units.LengthUTF16();
+  constexpr int64_t kMostPerUnit = 8;  // "\u65535 "
+  char* at = out.Room(count * kMostPerUnit);
   uint16_t previous = 0;
   for (int64_t i = 0; i < count; previous = unit[i], ++i) {
     const uint16_t u = unit[i];
     if (u <= 8) continue;
     if (u == '\n' || u == '\r') {
-      if (previous != (u == '\n' ? '\r' : '\n')) out += "\\par ";
+      if (previous != (u == '\n' ? '\r' : '\n')) at = std::copy_n("\\par ", 5, at);
     } else if (u > 127) {
-      AppendWord(out, "\\u", u);
-      out += ' ';
+      *at++ = '\\';
+      *at++ = 'u';
+      at = std::to_chars(at, at + 5, u).ptr;
+      *at++ = ' ';
     } else {
-      if (u == '\\' || u == '{' || u == '}') out += '\\';
-      out += static_cast<char>(u);
+      if (u == '\\' || u == '{' || u == '}') *at++ = '\\';
+      *at++ = static_cast<char>(u);
     }
   }
+  out.SetCursor(at);
 }
 
 int64_t HalfPoints(int64_t size) {
@@ -122,22 +134,22 @@ struct Previous {
   REALstringStruct* font = nullptr;
 };
 
-void WriteRun(std::string& out, const XojoStyleRun& run, int64_t fontNumber, const Tables& tables, Previous& previous) {
-  const size_t before = out.size();
+void WriteRun(Output& out, const XojoStyleRun& run, int64_t fontNumber, const Tables& tables, Previous& previous) {
+  const int64_t before = out.Length();
   if (run.alignment != previous.alignment) {
-    out += run.alignment == kAlignCentre ? "\\qc" : run.alignment == kAlignRight ? "\\qr" : "\\ql";
+    Append(out, run.alignment == kAlignCentre ? "\\qc" : run.alignment == kAlignRight ? "\\qr" : "\\ql");
     previous.alignment = run.alignment;
   }
   if (run.bold != previous.bold) {
-    out += run.bold ? "\\b" : "\\b0";
+    Append(out, run.bold ? "\\b" : "\\b0");
     previous.bold = run.bold;
   }
   if (run.italic != previous.italic) {
-    out += run.italic ? "\\i" : "\\i0";
+    Append(out, run.italic ? "\\i" : "\\i0");
     previous.italic = run.italic;
   }
   if (run.underline != previous.underline) {
-    out += run.underline ? "\\ul" : "\\ul0";
+    Append(out, run.underline ? "\\ul" : "\\ul0");
     previous.underline = run.underline;
   }
   // The first run with a font always writes it; after that the host's comparison decides. An
@@ -154,7 +166,7 @@ void WriteRun(std::string& out, const XojoStyleRun& run, int64_t fontNumber, con
     AppendWord(out, "\\fs", HalfPoints(run.size));
     previous.size = static_cast<double>(run.size);
   }
-  if (out.size() != before) out += ' ';
+  if (out.Length() != before) out.Push(' ');
   WriteText(out, run.text());
 }
 
@@ -170,13 +182,13 @@ REALstringStruct* RTFRead(REALobjectStruct* styledText, int8_t skipParagraphs) {
   if (runs.empty()) return nullptr;
 
   const Tables tables = NumberFontsAndColours(runs);
-  std::string out;
-  out.reserve(kReservedOutput);
+  Output out(kReservedOutput);
   WriteHeader(out, tables);
   Previous previous;
   for (size_t i = 0; i < runs.size(); ++i) WriteRun(out, runs[i], tables.runFonts[i], tables, previous);
-  out += '}';
-  return CString2RB(out.c_str(), kEncodingUTF8);
+  out.Push('}');
+  out.Push('\0');  // the document holds no zero byte of its own
+  return CString2RB(out.Data(), kEncodingUTF8);
 }
 
 }  // namespace zyl

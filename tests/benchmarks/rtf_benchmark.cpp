@@ -2,14 +2,11 @@
 // the host calls the property, next to memcpy of the RTF text. The import of a document whose
 // text sits in a skipped group shows the pass alone, without host calls.
 // Run: build/native/tests/benchmarks/zyl_rtf_benchmark
-#include <benchmark/benchmark.h>
-#include <memhost.h>
-
 #include <random>
 #include <string>
 #include <vector>
 
-#include "benchmarks/benchmark_support.h"
+#include "benchmarks/benchmark_host.h"
 
 namespace {
 
@@ -21,7 +18,7 @@ constexpr int kRuns = 5000;
 // kRuns runs of mixed styles, fonts, colours and sizes; every tenth run ends its paragraph, and
 // the paragraphs take turns at the four alignments.
 memhost::Object LargeText() {
-  zylbench::Host();
+  zylbench::LoadPlugin();
   const char* fonts[] = {"Helvetica", "Times New Roman", "Menlo", "\xC3\x84rger Sans"};
   const uint32_t colours[] = {0, 0xC00000, 0x0070C0, 0x00B050};
   const char* words[] = {"The quick brown fox ", "jumps over the lazy dog, ", "caf\xC3\xA9 cr\xC3\xA8me ",
@@ -52,7 +49,7 @@ std::string ExportedDocument() {
   return rtf.bytes();
 }
 
-void BM_memcpy_rtf(benchmark::State& state) { zylbench::CopyBaseline(state, ExportedDocument()); }
+void BM_memcpy_rtf(benchmark::State& state) { zylbench::MemcpyBaseline(state, ExportedDocument()); }
 
 void BM_RTFExport(benchmark::State& state) {
   const memhost::Object text = LargeText();
@@ -67,7 +64,7 @@ void BM_RTFExport(benchmark::State& state) {
 }
 
 void RunImport(benchmark::State& state, const std::string& document) {
-  zylbench::Host();
+  zylbench::LoadPlugin();
   const memhost::Object text(memhost::NewStyledText({}));
   const memhost::String rtf(document, memhost::kUTF8, memhost::Storage::External);
   for (auto _ : state) memhost::Call<void>(kSetter, text.get(), int8_t{0}, rtf.get());

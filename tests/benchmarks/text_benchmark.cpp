@@ -1,13 +1,9 @@
 // Throughput of the text model on 1 MiB inputs, next to memcpy of the same buffer (the physical
 // limit on one core). Run: build/native/tests/benchmarks/zyl_text_benchmark
-#include <benchmark/benchmark.h>
-#include <memhost.h>
-
-#include <cstring>
 #include <random>
 #include <string>
 
-#include "benchmarks/benchmark_support.h"
+#include "benchmarks/benchmark_host.h"
 #include "plugin/builders.h"
 #include "text/text.h"
 
@@ -35,10 +31,10 @@ std::string RandomBytes() {
   return s;
 }
 
-void BM_memcpy(benchmark::State& state) { zylbench::CopyBaseline(state, AsciiText()); }
+void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, AsciiText()); }
 
 void RunCheckUTF8(benchmark::State& state, const std::string& input) {
-  zylbench::Host();
+  zylbench::LoadPlugin();
   memhost::String data(input, memhost::kNoEncoding, memhost::Storage::External);
   memhost::String placeholder("?", memhost::kUTF8);
   for (auto _ : state) {
@@ -66,7 +62,7 @@ void BM_IsASCII(benchmark::State& state) {
 }
 
 void RunTextForm(benchmark::State& state, const std::string& input, bool utf32) {
-  zylbench::Host();
+  zylbench::LoadPlugin();
   memhost::String text(input, memhost::kUTF8, memhost::Storage::External);
   for (auto _ : state) {
     zyl::rbText view(text.get());
