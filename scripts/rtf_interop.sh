@@ -9,9 +9,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-if ! command -v soffice >/dev/null; then
+missing=()
+command -v soffice >/dev/null || missing+=(libreoffice-writer-nogui)
+command -v python3 >/dev/null || missing+=(python3)
+if [ ${#missing[@]} -gt 0 ]; then
   apt-get update
-  DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends libreoffice-writer-nogui
+  DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
 fi
 if [ ! -f build/native/build.ninja ]; then
   scripts/setup.sh
