@@ -7,6 +7,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "plugin/registration.h"
+#include "rtf/styled_text_bridge.h"
 #include "unicode/unicode.h"
 
 namespace zyl {
@@ -45,6 +46,7 @@ void FreeModule(REALmoduleDefinition* module) {
 void ResetPluginStateForTests() {
   ResetHostEntryCaches();
   ResetMemoryBlockConstructorCache();
+  ResetStyledTextCaches();
   rbversion_rbversion = 0;
   CurrentREALControlVersion = 15;
   FreeModule(NewModule);

@@ -171,7 +171,7 @@ REALmethodDefinition globalMethods[kGlobalMethodCount] = {
 };
 
 REALmethodDefinition StyledTextMethods[1] = {
-    {ZYL_PENDING /* RTFRead */, ZYL_PENDING /* RTFWrite */,
+    {ZYL_METHOD(RTFRead), ZYL_METHOD(RTFWrite),
      "RTFDataZYL(SkipParagraphs as boolean = false) as string", 0x308, 0, 0, nullptr},
 };
 
