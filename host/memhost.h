@@ -127,6 +127,9 @@ void SetUnterminatedStringData(bool on);
 uint64_t YieldCount();
 // ResolveCount: how often the resolver was asked for that name in this session.
 uint64_t ResolveCount(std::string_view name);
+// MethodLookupCount: how often "REALLoadObjectMethod" or "REALLoadGlobalMethod" was asked for
+// that declaration in this session (answered or not).
+uint64_t MethodLookupCount(std::string_view declaration);
 
 // ---------------------------------------------------------------------------------------------
 // Diagnostics. Each throws std::logic_error without a session.

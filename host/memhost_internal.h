@@ -219,6 +219,7 @@ struct ParagraphScan {
 
   void Feed(char c);
   std::size_t Count() const { return closed.size() + (position > stretchStart ? 1 : 0); }
+  std::pair<int64_t, int64_t> At(std::size_t index) const;  // index < Count()
   std::vector<std::pair<int64_t, int64_t>> Paragraphs() const;
 };
 
@@ -235,7 +236,8 @@ struct ObjectRecord {
   // StyledText
   std::vector<RunValues> runs;
   std::vector<int64_t> alignments;  // by paragraph index; missing entries are 0
-  ParagraphScan scan;
+  ParagraphScan scan;               // read it through FreshScan
+  bool scanStale = false;           // runs were removed since the scan was made
 
   explicit ObjectRecord(ClassKind k) : kind(k) {}
 };
@@ -281,6 +283,7 @@ struct State {
   std::set<std::string, std::less<>> failingClasses;
   uint64_t yields = 0;
   std::map<std::string, uint64_t, std::less<>> resolveCounts;
+  std::map<std::string, uint64_t, std::less<>> methodLookups;  // by declaration
 
   std::unordered_map<const void*, StringRecord*> strings;
   std::size_t liveStrings = 0;
@@ -389,6 +392,9 @@ std::optional<int64_t> StyledTextInteger(ObjectRecord& o, std::string_view name)
 void* StyledTextMethod(std::string_view declaration);
 void ReleaseRunValues(State& s, RunValues& run);
 std::string ShapeOf(State& s, REALstringStruct* text);
+// FreshScan: the paragraphs of the text's runs, scanned again after removals; alignments of
+// paragraphs that no longer exist are dropped, so a paragraph that appears later starts at 0.
+ParagraphScan& FreshScan(ObjectRecord& text);
 void AppendRun(ObjectRecord& text, RunValues run);
 
 // ---------------------------------------------------------------------------------------------

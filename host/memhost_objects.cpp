@@ -256,9 +256,10 @@ void* LoadObjectMethod(REALobjectStruct* o, const char* declaration) noexcept {
   Guard g;
   State* s = g.state();
   if (s == nullptr || declaration == nullptr) return nullptr;
+  const std::string_view decl(declaration);
+  ++s->methodLookups[std::string(decl)];
   ObjectRecord* r = FindObject(*s, o, "REALLoadObjectMethod");
   if (r == nullptr) return nullptr;
-  const std::string_view decl(declaration);
   if (s->hiddenMethods.count(decl) != 0) return nullptr;
   switch (r->kind) {
     case ClassKind::MemoryBlock:

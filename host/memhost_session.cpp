@@ -207,6 +207,12 @@ uint64_t ResolveCount(std::string_view name) {
   return it == g.state().resolveCounts.end() ? 0 : it->second;
 }
 
+uint64_t MethodLookupCount(std::string_view declaration) {
+  ApiGuard g("MethodLookupCount");
+  const auto it = g.state().methodLookups.find(declaration);
+  return it == g.state().methodLookups.end() ? 0 : it->second;
+}
+
 std::size_t LiveStrings() { return ApiGuard("LiveStrings").state().liveStrings; }
 std::size_t LiveObjects() { return ApiGuard("LiveObjects").state().liveObjects; }
 std::size_t LiveArrays() { return ApiGuard("LiveArrays").state().liveArrays; }

@@ -286,6 +286,7 @@ void* LoadGlobalMethod(const char* /*module: always nil*/, const char* declarati
   State* s = g.state();
   if (s == nullptr || declaration == nullptr) return nullptr;
   const std::string_view decl(declaration);
+  ++s->methodLookups[std::string(decl)];
   if (s->hiddenMethods.count(decl) != 0) return nullptr;
   if (decl == "LenB( s as string ) as integer") return AddressOf(&LenB);
   if (decl == "Len(s as string) as integer") return AddressOf(&Len);

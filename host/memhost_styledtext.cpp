@@ -24,6 +24,10 @@ void ParagraphScan::Feed(char c) {
   ++position;
 }
 
+std::pair<int64_t, int64_t> ParagraphScan::At(std::size_t index) const {
+  return index < closed.size() ? closed[index] : std::pair<int64_t, int64_t>{stretchStart, position};
+}
+
 std::vector<std::pair<int64_t, int64_t>> ParagraphScan::Paragraphs() const {
   std::vector<std::pair<int64_t, int64_t>> out = closed;
   if (position > stretchStart) out.emplace_back(stretchStart, position);
@@ -39,8 +43,21 @@ std::string ShapeOf(State& s, REALstringStruct* text) {
   return shape;
 }
 
+ParagraphScan& FreshScan(ObjectRecord& text) {
+  if (text.scanStale) {
+    text.scan = ParagraphScan{};
+    for (const RunValues& run : text.runs) {
+      for (char c : run.shape) text.scan.Feed(c);
+    }
+    if (text.alignments.size() > text.scan.Count()) text.alignments.resize(text.scan.Count());
+    text.scanStale = false;
+  }
+  return text.scan;
+}
+
 void AppendRun(ObjectRecord& text, RunValues run) {
-  for (char c : run.shape) text.scan.Feed(c);
+  ParagraphScan& scan = FreshScan(text);
+  for (char c : run.shape) scan.Feed(c);
   text.runs.push_back(std::move(run));
 }
 
@@ -51,18 +68,11 @@ void ReleaseRunValues(State& s, RunValues& run) {
 
 std::optional<int64_t> StyledTextInteger(ObjectRecord& o, std::string_view name) {
   if (name == "StyleRunCount") return static_cast<int64_t>(o.runs.size());
-  if (name == "ParagraphCount") return static_cast<int64_t>(o.scan.Count());
+  if (name == "ParagraphCount") return static_cast<int64_t>(FreshScan(o).Count());
   return std::nullopt;
 }
 
 namespace {
-
-void Rescan(ObjectRecord& o) {
-  o.scan = ParagraphScan{};
-  for (const RunValues& run : o.runs) {
-    for (char c : run.shape) o.scan.Feed(c);
-  }
-}
 
 ObjectRecord* FindStyledText(State& s, REALobjectStruct* object, const char* where) {
   ObjectRecord* r = FindObject(s, object, where);
@@ -112,13 +122,14 @@ REALobjectStruct* ParagraphAt(REALobjectStruct* object, int64_t index) noexcept 
   if (s == nullptr) return nullptr;
   ObjectRecord* text = FindStyledText(*s, object, "StyledText.Paragraph");
   if (text == nullptr) return nullptr;
-  const auto paragraphs = text->scan.Paragraphs();
-  if (!CheckIndex(*s, index, paragraphs.size(), "Paragraph")) return nullptr;
+  const ParagraphScan& scan = FreshScan(*text);
+  if (!CheckIndex(*s, index, scan.Count(), "Paragraph")) return nullptr;
   const auto i = static_cast<std::size_t>(index);
+  const auto [start, end] = scan.At(i);
   REALobjectStruct* result = MakeObject(*s, ClassKind::Paragraph);
   ObjectRecord& r = *s->objects.at(result);
-  FindProperty(r, "StartPos")->integer = paragraphs[i].first;
-  FindProperty(r, "EndPos")->integer = paragraphs[i].second;
+  FindProperty(r, "StartPos")->integer = start;
+  FindProperty(r, "EndPos")->integer = end;
   FindProperty(r, "Alignment")->integer = i < text->alignments.size() ? text->alignments[i] : 0;
   return result;
 }
@@ -132,7 +143,7 @@ void RemoveStyleRun(REALobjectStruct* object, int64_t index) noexcept {
   const auto at = text->runs.begin() + static_cast<std::ptrdiff_t>(index);
   ReleaseRunValues(*s, *at);
   text->runs.erase(at);
-  Rescan(*text);  // alignments stay with their paragraph indexes
+  text->scanStale = true;  // scanned again when next asked; alignments stay with their indexes
 }
 
 void AppendStyleRun(REALobjectStruct* object, REALobjectStruct* run) noexcept {
@@ -175,7 +186,7 @@ void ParagraphAlignment(REALobjectStruct* object, int64_t index, int64_t alignme
   State* s = g.state();
   if (s == nullptr) return;
   ObjectRecord* text = FindStyledText(*s, object, "StyledText.ParagraphAlignment");
-  if (text == nullptr || !CheckIndex(*s, index, text->scan.Count(), "Paragraph")) return;
+  if (text == nullptr || !CheckIndex(*s, index, FreshScan(*text).Count(), "Paragraph")) return;
   SetAlignment(*text, static_cast<std::size_t>(index), alignment);
 }
 
@@ -226,7 +237,7 @@ REALobjectStruct* NewStyledText(const std::vector<RunStyle>& runs, const std::ve
     values.shape = ShapeOf(s, values.text);
     AppendRun(text, std::move(values));
   }
-  if (alignments.size() > text.scan.Count()) {
+  if (alignments.size() > FreshScan(text).Count()) {
     UnlockObject(s, object, "memhost::NewStyledText");
     throw std::out_of_range("memhost::NewStyledText: more alignments than paragraphs");
   }
@@ -237,7 +248,7 @@ REALobjectStruct* NewStyledText(const std::vector<RunStyle>& runs, const std::ve
 void SetParagraphAlignment(REALobjectStruct* styledText, int64_t index, int64_t alignment) {
   ApiGuard g("SetParagraphAlignment");
   ObjectRecord& text = RequireStyledText(g.state(), styledText, "SetParagraphAlignment");
-  const std::size_t count = text.scan.Count();
+  const std::size_t count = FreshScan(text).Count();
   if (index < 0 || static_cast<uint64_t>(index) >= count) {
     throw std::out_of_range("memhost::SetParagraphAlignment: no paragraph " + std::to_string(index));
   }
@@ -268,9 +279,9 @@ std::vector<RunStyle> StyleRuns(REALobjectStruct* styledText) {
 
 std::vector<ParagraphSpan> Paragraphs(REALobjectStruct* styledText) {
   ApiGuard g("Paragraphs");
-  const ObjectRecord& text = RequireStyledText(g.state(), styledText, "Paragraphs");
+  ObjectRecord& text = RequireStyledText(g.state(), styledText, "Paragraphs");
   std::vector<ParagraphSpan> out;
-  for (const auto& [start, end] : text.scan.Paragraphs()) {
+  for (const auto& [start, end] : FreshScan(text).Paragraphs()) {
     const std::size_t i = out.size();
     out.push_back({start, end, i < text.alignments.size() ? text.alignments[i] : 0});
   }

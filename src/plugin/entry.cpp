@@ -7,6 +7,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "plugin/registration.h"
+#include "rtf/styled_text_bridge.h"
 #include "unicode/unicode.h"
 
 namespace zyl {
@@ -45,6 +46,7 @@ void FreeModule(REALmoduleDefinition* module) {
 void ResetPluginStateForTests() {
   ResetHostEntryCaches();
   ResetMemoryBlockConstructorCache();
+  ResetStyledTextCaches();
   rbversion_rbversion = 0;
   CurrentREALControlVersion = 15;
   FreeModule(NewModule);
@@ -56,19 +58,6 @@ void ResetPluginStateForTests() {
   StyledTextClass.flags = 0x308;
   StyledTextMethods[0].flags = 0x308;
 }
-
-namespace {
-
-// Rows whose function is not built yet are never shown to the host.
-int64_t CollectBuiltRows(REALmethodDefinition* out) {
-  int64_t count = 0;
-  for (const REALmethodDefinition& row : globalMethods) {
-    if (row.function != nullptr) out[count++] = row;
-  }
-  return count;
-}
-
-}  // namespace
 
 }  // namespace zyl
 
@@ -93,11 +82,10 @@ extern "C" __attribute__((visibility("default"))) int PluginEntry() {
     InitRand();
     InitTable();
   }
-  // The extension goes first: on the module route its two rows open the module. It waits until
-  // its getter exists.
-  if (StyledTextMethods[0].function != nullptr) MyREALRegisterClassExtension(&StyledTextClass);
-  static REALmethodDefinition builtRows[kGlobalMethodCount];
-  MyREALRegisterMethodArray(builtRows, CollectBuiltRows(builtRows));
+  // The extension goes first, deliberately: on the module route its two rows open the module and
+  // the 72 global rows are appended behind them.
+  MyREALRegisterClassExtension(&StyledTextClass);
+  MyREALRegisterMethodArray(globalMethods, kGlobalMethodCount);
   return MyPluginEnde();
 }
 

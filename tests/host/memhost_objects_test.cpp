@@ -169,6 +169,26 @@ TEST_CASE("StyledText indexes out of range raise OutOfBoundsException") {
   CHECK(memhost::Problems().empty());
 }
 
+TEST_CASE("StyledText: a paragraph that vanishes takes its alignment along; look-ups are counted") {
+  memhost::Session session;
+  memhost::Object text(memhost::NewStyledText({Run("a\n"), Run("b\n"), Run("c")}, {2, 3, 1}));
+  const char* removeDeclaration = "RemoveStyleRun(Index as Integer)";
+  auto remove = Method<void (*)(REALobjectStruct*, int64_t)>(text.get(), removeDeclaration);
+  auto append = Method<void (*)(REALobjectStruct*, REALobjectStruct*)>(text.get(), "AppendStyleRun(Run as StyleRun)");
+  CHECK(memhost::MethodLookupCount(removeDeclaration) == 1);
+  CHECK(memhost::MethodLookupCount("Len(s as string) as integer") == 0);
+
+  remove(text.get(), 2);
+  remove(text.get(), 1);
+  CHECK(memhost::Paragraphs(text.get()) == std::vector<memhost::ParagraphSpan>{{0, 1, 2}});
+  memhost::Object run("StyleRun");
+  memhost::String more("x\ny", memhost::kUTF8);
+  REQUIRE(memhost::SetStringProperty(run.get(), "Text", memhost::Value(more.get())));
+  append(text.get(), run.get());  // the two new paragraphs start at 0
+  CHECK(memhost::Paragraphs(text.get()) == std::vector<memhost::ParagraphSpan>{{0, 1, 2}, {2, 3, 0}, {4, 5, 0}});
+  CHECK(memhost::Problems().empty());
+}
+
 TEST_CASE("properties: exact names, exact types, read-only paragraphs") {
   memhost::Session session;
   auto getInteger = Entry<GetIntegerFn>("REALGetPropValueInteger");

@@ -80,3 +80,24 @@ zyl_case(call_nil RC 0 ARGS call -v CheckUTF8ZYL nil: ? OUT "^nil \\(empty strin
 zyl_case(call_text_prefix RC 0 ARGS call NativeStringZYL text:@home OUT "^UTF-8, 5 bytes: @home\n$")
 zyl_case(bad_host_version RC 2 ARGS --host-version soon methods ERR "--host-version needs a number")
 zyl_case(hex_and_raw RC 2 ARGS call --hex --raw NativeStringZYL x ERR "exclude each other")
+
+# StyledText and RTF: runs described on the command line or in a file, RTF written and read.
+zyl_case(runs RC 0 ARGS runs "[font=Arial,size=12,colour=#FF0000,b]esc:H\\ri" "[i]esc: more\\rlast" align:centre,right,left
+         OUT "StyledText: 2 runs, 3 paragraphs" "run 1: UTF-8, 3 bytes: H\\\\ri  \\[font Arial, size 12, colour #FF0000, bold\\]"
+             "paragraph 2: characters 2-8, alignment 3 \\(right\\)")
+zyl_case(rtf_export RC 0 ARGS rtf-export "[font=Arial,size=12,colour=#FF0000,b]esc:H\\ri"
+         OUT "^{\\\\rtf1\\\\ansi\\\\ansicpg1252{\\\\fonttbl{\\\\f0\\\\fnil Arial.}}{\\\\colortbl\\\\red255\\\\green0\\\\blue0.}\\\\uc0 \\\\b\\\\f0\\\\cf0\\\\fs24 H\\\\par i}\n$")
+zyl_case(rtf_export_from_file RC 0 ARGS rtf-export --raw --from <file>
+         FILE_TEXT "# a title and a centred line\n[font=Times,size=14,b]esc:Title\\r\n[colour=#0000FF]centred\nalign:left,centre\n"
+         OUT "^{\\\\rtf1.*\\\\ql\\\\b\\\\f0\\\\fs28 Title\\\\par \\\\qc\\\\b0\\\\cf1\\\\fs0 centred}$")
+zyl_case(rtf_export_skip_paragraphs RC 0 ARGS rtf-export --skip-paragraphs "esc:a\\rb" align:2,3 NOT_OUT "\\\\q")
+zyl_case(rtf_export_nil RC 0 ARGS rtf-export "esc:\\r\\n" OUT "^nil \\(empty string\\)\n$")
+zyl_case(rtf_import_file RC 0 ARGS rtf-import @<file>
+         FILE_TEXT "{\\rtf1\\ansi{\\fonttbl{\\f0 Times;}}{\\colortbl;\\red255\\green0\\blue0;}\\f0\\fs28\\qc Hello\\par\\qr {\\b\\cf1 world}}"
+         OUT "StyledText: 2 runs, 2 paragraphs" "run 2: ASCII, 5 bytes: world  \\[font Times, size 14, colour #FF0000, bold\\]"
+             "paragraph 1: characters 0-5, alignment 2 \\(centre\\)" "paragraph 2: characters 6-11, alignment 3 \\(right\\)")
+zyl_case(rtf_import_stdin_direct_route RC 0 ARGS --host-version 3000 rtf-import - STDIN "{\\rtf1 a\\par b}"
+         OUT "StyledText: 2 runs, 2 paragraphs")
+zyl_case(runs_bad_style RC 2 ARGS runs "[bold,big]x" ERR "unknown run style \"big\"")
+zyl_case(runs_too_many_alignments RC 2 ARGS runs x align:1,2 ERR "more alignments than the text has paragraphs")
+zyl_case(from_elsewhere RC 2 ARGS call --from x NativeStringZYL y ERR "--from belongs to runs and rtf-export")

@@ -119,7 +119,8 @@ const std::string& StandardInput() {
   return input;
 }
 
-// The bytes an argument stands for, as written (text is still UTF-8 here).
+}  // namespace
+
 std::string SourceBytes(const CommandArgument& argument) {
   switch (argument.source) {
     case CommandArgument::Source::Text: return argument.payload;
@@ -131,6 +132,8 @@ std::string SourceBytes(const CommandArgument& argument) {
   }
   return {};
 }
+
+namespace {
 
 // The bytes of a string-like argument in its encoding.
 std::string EncodedBytes(const CommandArgument& argument, uint32_t encoding) {

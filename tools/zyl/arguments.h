@@ -36,6 +36,10 @@ struct CommandArgument {
 // ParseArgument: takes an argument apart. Throws UsageError for an unknown encoding name.
 CommandArgument ParseArgument(std::string_view written);
 
+// SourceBytes: the bytes an argument's source stands for, as written (plain text stays UTF-8):
+// escapes and hex decoded, files and standard input read. Throws UsageError or ToolError.
+std::string SourceBytes(const CommandArgument& argument);
+
 // IsPlainText: whether the argument is text written without any prefix that does not read as a
 // number or a boolean ("hello", not "42", "true" or "hex:41").
 bool IsPlainText(const CommandArgument& argument);

@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::string_view kUsage =
     "usage: zyl [--plugin PATH] [--host-version V] [--debug] COMMAND\n"
-    "       zyl methods [NAME] | zyl call [--decl D] [--enc E] [--hex|--raw] [-v] NAME [ARG...] | zyl demo | zyl help\n";
+    "       zyl methods [NAME] | zyl call [--decl D] [--enc E] [--hex|--raw] [-v] NAME [ARG...] | zyl demo | zyl help\n"
+    "       zyl runs RUN... | zyl rtf-export [--skip-paragraphs] [--raw] RUN... | zyl rtf-import SOURCE\n";
 
 void PrintHelp() {
   std::cout << kUsage << R"(
@@ -33,6 +34,10 @@ Commands
   call --decl "DECLARATION" ARG...
                      call exactly that registered declaration
   demo               the library's banner, what it registered, and a few calls of each family
+  runs RUN...        a StyledText made of the runs, shown as its runs and paragraphs
+  rtf-export RUN...  the same StyledText written as RTF by the library's RTFDataZYL getter
+  rtf-import SOURCE  RTF (@FILE, -, esc:, hex: or text) read into a StyledText by the setter,
+                     shown as its runs and paragraphs
   help               this text
 
 Options (before the command's own words)
@@ -44,6 +49,8 @@ Options (before the command's own words)
   --hex              show string and MemoryBlock results in hex
   --raw              write the result's bytes to standard output as they are, nothing else
   -v, --verbose      show the chosen overload and where each argument comes from (stderr)
+  --from FILE        runs, rtf-export: the runs one a line (blank lines and # lines skipped)
+  --skip-paragraphs  rtf-export, rtf-import: SkipParagraphs = true
 
 Arguments of call
   integer            42, -7, 0x1F
@@ -67,6 +74,13 @@ Arguments of call
   A StyledText parameter gets a new StyledText holding the text as one run; after an assigning
   call (assigns value) its runs are shown.
 
+Runs of runs, rtf-export
+  [font=NAME,size=N,colour=#RRGGBB,b,i,u]TEXT   one run; TEXT as a call argument (esc:, hex:,
+                     @FILE ...); the style part may be left out
+  align:2,right,...  the alignments of the paragraphs in order (0 default, 1 left, 2 centre,
+                     3 right, or those names)
+    zyl rtf-export "[font=Arial,size=12,colour=#FF0000,b]esc:H\ri" align:centre
+
 Results
   text with its encoding ("UTF-16, 8 bytes: café"), else hex ("no encoding, 2 bytes, hex: 00FF");
   string arrays one element a line; integers, doubles and booleans plainly. A host exception the
@@ -81,7 +95,7 @@ Exit status
 
 // Options that take a value; every one of them may also be written --name=value.
 bool TakesValue(std::string_view name) {
-  return name == "--plugin" || name == "--host-version" || name == "--decl" || name == "--enc";
+  return name == "--plugin" || name == "--host-version" || name == "--decl" || name == "--enc" || name == "--from";
 }
 
 void ApplyOption(Options& options, std::string_view name, const std::string& value) {
@@ -97,6 +111,10 @@ void ApplyOption(Options& options, std::string_view name, const std::string& val
     const auto encoding = ParseEncoding(value);
     if (!encoding) throw UsageError("unknown encoding \"" + value + "\"");
     options.encoding = *encoding;
+  } else if (name == "--from") {
+    options.runsFile = value;
+  } else if (name == "--skip-paragraphs") {
+    options.skipParagraphs = true;
   } else if (name == "--debug") {
     options.load.debug = true;
   } else if (name == "--hex") {
@@ -151,7 +169,11 @@ int Run(const std::vector<std::string>& args) {
   }
   if (command.empty()) throw UsageError("no command given");
   if (options.declaration && command != "call") throw UsageError("--decl belongs to call");
+  if (options.runsFile && command != "runs" && command != "rtf-export") throw UsageError("--from belongs to runs and rtf-export");
   if (command == "methods") return RunMethods(options, words);
+  if (command == "runs") return RunRuns(options, words);
+  if (command == "rtf-export") return RunRTFExport(options, words);
+  if (command == "rtf-import") return RunRTFImport(options, words);
   if (command == "call") return RunCall(options, words);
   if (command == "demo") {
     if (!words.empty()) throw UsageError("demo takes no arguments");

@@ -180,7 +180,12 @@ std::vector<std::string> DescribeRuns(const std::vector<memhost::RunStyle>& runs
     if (run.bold) style += ", bold";
     if (run.italic) style += ", italic";
     if (run.underline) style += ", underline";
-    lines.push_back("run " + std::to_string(i + 1) + ": " + DescribeBytes(run.text, run.encoding, false) + "  [" + style + "]");
+    // Line breaks and tabs are shown as escapes, so that one run stays on one line.
+    std::string text;
+    for (const char c : DescribeBytes(run.text, run.encoding, false)) {
+      text += c == '\r' ? "\\r" : c == '\n' ? "\\n" : c == '\t' ? "\\t" : std::string(1, c);
+    }
+    lines.push_back("run " + std::to_string(i + 1) + ": " + text + "  [" + style + "]");
   }
   return lines;
 }

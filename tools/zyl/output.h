@@ -42,7 +42,8 @@ void ReleaseResult(CallValue& result);
 std::string DescribeException(const memhost::RaisedException& exception);
 
 // DescribeRuns: the style runs of a StyledText, one line each:
-// "run 1: UTF-8, 4 bytes: bold  [font Arial, size 12, colour #FF0000, bold]".
+// "run 1: UTF-8, 4 bytes: bold  [font Arial, size 12, colour #FF0000, bold]"; CR, LF and tab in
+// the text show as \r, \n and \t.
 std::vector<std::string> DescribeRuns(const std::vector<memhost::RunStyle>& runs);
 
 // Count: "1 method", "3 methods".
