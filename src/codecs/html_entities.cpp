@@ -11,6 +11,8 @@
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
 #include "text/text.h"
+#include "text/utf8_scan.h"
+#include "text/vector16.h"
 #include "text/words.h"
 
 namespace zyl {
@@ -421,22 +423,119 @@ const uint8_t* SkipTag(const uint8_t* p, const uint8_t* end, int64_t* dropped) {
 
 }  // namespace
 
+namespace {
+
+// The HTML text of one code point at cursor (at most 16 bytes written); returns the new end.
+inline char* WriteHTMLCodePoint(char* cursor, uint32_t c, const AsciiPieces& ascii) {
+  if (c < 128) {
+    memcpy(cursor, ascii[c].text, 8);
+    return cursor + ascii[c].length;
+  }
+  if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
+    const Piece& piece = kEntityPieces[kRowOfCode[c] - 1];
+    memcpy(cursor, &piece, sizeof piece);
+    return cursor + piece.length;
+  }
+  return WriteDecimalReference(cursor, c);
+}
+
+// Bytes an ASCII run may hold as they are: no control byte, no markup, nothing from 0x80 on (tab,
+// LF and CR, which stay as they are too, take the way of single bytes).
+inline vec16::S8 NotPlainLanes(vec16::V8 v) {
+  using vec16::Splat;
+  return (v < Splat(32)) | (v >= Splat(0x80)) | (v == Splat('&')) | (v == Splat('<')) | (v == Splat('>')) |
+         (v == Splat('"')) | (v == Splat('\''));
+}
+
+// Bytes where the ready-test has to look: zero, markup, and everything from 0x80 on.
+inline vec16::S8 ReadyStopLanes(vec16::V8 v) {
+  using vec16::Splat;
+  return (v == Splat(0)) | (v >= Splat(0x80)) | (v == Splat('&')) | (v == Splat('<')) | (v == Splat('>')) |
+         (v == Splat('"')) | (v == Splat('\''));
+}
+
+inline bool IsMarkUTF8(const uint8_t* p) {  // U+FEFF or U+FFFE, which the wide forms leave out
+  return p[0] == 0xEF && ((p[1] == 0xBB && p[2] == 0xBF) || (p[1] == 0xBF && p[2] == 0xBE));
+}
+
+// EncodingToHTML for text whose UTF-32 form is decoded from its UTF-8 form: the same steps on the
+// code points of the UTF-8's well-formed prefix, without U+FEFF and U+FFFE, read from the UTF-8
+// at once.
+REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const AsciiPieces& ascii) {
+  const uint8_t* in = text.GetUTF8Bytes();
+  const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
+  // The ready-test: up to the first zero code point, nothing above 127 and no markup. A text of
+  // no code points at all is nil, ready or not.
+  bool ready = true, anyCodePoint = false;
+  for (int64_t i = 0; i < valid;) {
+    if (i + 16 <= valid) {
+      const int skip = vec16::FirstLane(ReadyStopLanes(vec16::Load16(in + i)));
+      if (skip > 0) {
+        anyCodePoint = true;
+        i += skip;
+        continue;
+      }
+    }
+    const uint8_t b = in[i];
+    if (b >= 0x80 && IsMarkUTF8(in + i)) {
+      i += 3;
+      continue;
+    }
+    anyCodePoint = true;
+    if (b == 0) break;
+    if (b >= 0x80 || IsMarkup(b)) {
+      ready = false;
+      break;
+    }
+    ++i;
+  }
+  if (!anyCodePoint) return nullptr;
+  if (ready) {
+    REALLockString(s);
+    return s;
+  }
+  OutputBuffer<char> out(4 * valid + 4096);
+  // Each input byte gives at most 16 output bytes: room for a block is made once.
+  constexpr int64_t kBlockBytes = 256;
+  for (int64_t i = 0; i < valid;) {
+    const int64_t blockEnd = std::min(valid, i + kBlockBytes);
+    char* cursor = out.Room((blockEnd - i + 4) * kRoomPerCodePoint);
+    while (i < blockEnd) {
+      const uint8_t b = in[i];
+      if (b < 0x80) {
+        if (i + 16 <= valid && b >= 32 && !IsMarkup(b)) {
+          const vec16::V8 v = vec16::Load16(in + i);
+          memcpy(cursor, &v, sizeof v);
+          const int plain = vec16::FirstLane(NotPlainLanes(v));
+          cursor += plain;
+          i += plain;
+          continue;
+        }
+        cursor = WriteHTMLCodePoint(cursor, b, ascii);
+        ++i;
+        continue;
+      }
+      int length = 0;
+      const uint32_t c = DecodeWellFormedSequence(in + i, &length);
+      i += length;
+      if (c != 0xFEFF && c != 0xFFFE) cursor = WriteHTMLCodePoint(cursor, c, ascii);
+    }
+    out.SetCursor(cursor);
+  }
+  return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingASCII);
+}
+
+}  // namespace
+
 REALstringStruct* EncodingToHTML(REALstringStruct* s, int64_t options) {
+  const AsciiPieces& ascii = (options & 1) != 0 ? kHTMLKeepMarkupPieces : kHTMLPieces;
+  {
+    rbText text(s);
+    if (text.WideFormsComeFromUTF8()) return EncodeHTMLFromUTF8(s, text, ascii);
+  }
   return EncodeText(s, StringIsHTMLready, [&](const uint32_t* in, int64_t length) {
-    const AsciiPieces& ascii = (options & 1) != 0 ? kHTMLKeepMarkupPieces : kHTMLPieces;
     OutputBuffer<char> out(4 * length + 4096);
-    WriteInBlocks(out, in, length, [&](char* cursor, uint32_t c) {
-      if (c < 128) {
-        memcpy(cursor, ascii[c].text, 8);
-        return cursor + ascii[c].length;
-      }
-      if (c <= kMaxEntityCode && kRowOfCode[c] != 0) {
-        const Piece& piece = kEntityPieces[kRowOfCode[c] - 1];
-        memcpy(cursor, &piece, sizeof piece);
-        return cursor + piece.length;
-      }
-      return WriteDecimalReference(cursor, c);
-    });
+    WriteInBlocks(out, in, length, [&](char* cursor, uint32_t c) { return WriteHTMLCodePoint(cursor, c, ascii); });
     return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingASCII);
   });
 }

@@ -10,7 +10,7 @@
 
 namespace zylbench {
 
-enum class Corpus { Ascii, Latin, Cyrillic, Cjk, Emoji, Hangul, Binary, BadBytes, Html, QuotedPrintable, UrlEncoded, Cp1252 };
+enum class Corpus { Ascii, Latin, Cyrillic, Cjk, Emoji, Hangul, Binary, BadBytes, Html, QuotedPrintable, UrlEncoded, Cp1252, Rtf };
 
 inline const char* CorpusName(Corpus c) {
   switch (c) {
@@ -26,6 +26,7 @@ inline const char* CorpusName(Corpus c) {
     case Corpus::QuotedPrintable: return "qp";
     case Corpus::UrlEncoded: return "url";
     case Corpus::Cp1252: return "cp1252";
+    case Corpus::Rtf: return "rtf";
   }
   return "?";
 }
@@ -242,6 +243,44 @@ inline std::string Generate(Corpus c, size_t size) {
       }
       s.resize(size, ' ');
       return s;
+    }
+    case Corpus::Rtf: {
+      // As a word processor writes it: font and colour tables, paragraphs with their formatting,
+      // runs in bold, italic and colour, code page 1252 escapes and Unicode escapes.
+      std::string s = size < 400 ? "{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0\\fs20 "
+                                 : "{\\rtf1\\ansi\\ansicpg1252\\deff0\\nouicompat\\deflang1033{\\fonttbl"
+                                   "{\\f0\\fnil\\fcharset0 Calibri;}{\\f1\\froman\\fcharset0 Times New Roman;}"
+                                   "{\\f2\\fmodern\\fcharset0 Courier New;}}\r\n{\\colortbl ;\\red192\\green0\\blue0;"
+                                   "\\red0\\green112\\blue192;\\red0\\green176\\blue80;}\r\n{\\*\\generator "
+                                   "Riched20 10.0.19041}\\viewkind4\\uc1 \r\n";
+      std::string paragraph;
+      while (s.size() + 1 < size) {
+        if (paragraph.empty()) {
+          const char* alignments[] = {"", "\\qc", "\\qr", "\\qj"};
+          paragraph = std::string("\\pard") + alignments[rng() % 4] + "\\sa200\\sl276\\slmult1\\f" +
+                      std::to_string(rng() % 3) + "\\fs" + std::to_string(20 + 2 * (rng() % 4)) + " ";
+          for (int k = 0; k < 14; ++k) {
+            const uint32_t r = rng() % 10;
+            const std::string word = Pick(rng, kEnglish);
+            if (r == 0) paragraph += "{\\b " + word + "} ";
+            else if (r == 1) paragraph += "\\i " + word + "\\i0  ";
+            else if (r == 2) paragraph += "\\cf" + std::to_string(1 + rng() % 3) + " " + word + "\\cf0  ";
+            else if (r == 3) paragraph += "caf\\'e9 cr\\'e8me ";
+            else if (r == 4) paragraph += "\\u8364?" + std::to_string(rng() % 100) + " ";
+            else paragraph += word + " ";
+          }
+          paragraph += "\\par\r\n";
+        }
+        const size_t room = size - 1 - s.size();
+        if (paragraph.size() <= room) {
+          s += paragraph;
+          paragraph.clear();
+        } else {
+          s.append(room, 'x');  // text to the exact size
+        }
+      }
+      s += '}';
+      return s.substr(0, size);
     }
   }
   return {};

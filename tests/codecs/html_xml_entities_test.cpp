@@ -11,6 +11,7 @@
 #include "codecs/html_entity_table.h"
 #include "codecs/web_codecs_test_support.h"
 #include "support/plugin_host.h"
+#include "text/text_test_support.h"
 
 using memhost::String;
 using namespace webtest;
@@ -325,4 +326,29 @@ TEST_CASE("EncodingToHTMLZYL grows past its first reservation") {
   std::string expected;
   for (int i = 0; i < 5000; ++i) expected += "&#128512;";
   CHECK(Encode(kToHTML, UTF8(text), 0) == expected);
+}
+
+TEST_CASE("EncodingToHTMLZYL reads UTF-8 text as it reads its UTF-32 form") {
+  zyltest::PluginHost host;
+  const auto check = [](const std::string& in) {
+    const std::vector<uint32_t> form = texttest::ReferenceWideForm(in, false);
+    String utf8(in, memhost::kUTF8);
+    String utf16(texttest::Wide(std::vector<uint16_t>(form.begin(), form.end())), memhost::kUTF16);
+    for (int64_t options : {0, 1}) {
+      CAPTURE(in);
+      CAPTURE(options);
+      String a(memhost::Call<REALstringStruct*>(kToHTML, utf8.get(), options));
+      String b(memhost::Call<REALstringStruct*>(kToHTML, utf16.get(), options));
+      // A ready text comes back itself; otherwise both give the same ASCII text.
+      CHECK((a.get() == utf8.get()) == (b.get() == utf16.get()));
+      if (a.get() != utf8.get()) CHECK(memhost::Value(a.get()) == memhost::Value(b.get()));
+    }
+  };
+  texttest::ForEachInput(800, check);
+  for (const char* text : {"plain text that is long enough for a block or two of sixteen", "\xEF\xBB\xBF",
+                           "\xEF\xBB\xBF\xEF\xBF\xBE", "abc\xEF\xBB\xBF", "\xEF\xBB\xBF<", "a\0<b", "caf\xC3\xA9 & co"}) {
+    check(text);
+  }
+  check(std::string("x\0<", 3));
+  check(std::string(40, 'q') + "\"" + std::string(40, 'r') + "\xE2\x82\xAC" + std::string(20, 's'));
 }
