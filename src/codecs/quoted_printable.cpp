@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,7 @@
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
 #include "text/text.h"
+#include "text/vector16.h"
 
 namespace zyl {
 
@@ -41,6 +43,14 @@ constexpr auto kClasses = [] {
   return classes;
 }();
 
+// Bytes that may start a stretch of literals copied whole: printable ASCII but "=". Four of them
+// in a row are looked for first, one test that binary data seldom passes and prose mostly does.
+constexpr auto kRunStart = [] {
+  std::array<uint8_t, 256> start{};
+  for (int b = 32; b <= 126; ++b) start[b] = b != '=' ? 1 : 0;
+  return start;
+}();
+
 // What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits. Four bytes
 // per entry so that one fixed-size copy writes any of them.
 struct Encoded {
@@ -68,12 +78,14 @@ class EncodeData {
  public:
   EncodeData(const uint8_t* input, int64_t length, int64_t lineLimit)
       : in_(input), in_length_(length), line_limit_(lineLimit) {
-    out_.resize(static_cast<size_t>(length) + 1024);
+    // Not cleared: nothing is read before it is written.
+    out_.reset(new char[static_cast<size_t>(length) + 1024]);
+    capacity_ = static_cast<size_t>(length) + 1024;
   }
 
   void encode();
   void decode();
-  const char* Output() const { return out_.data(); }
+  const char* Output() const { return out_.get(); }
   int64_t OutputLength() const { return static_cast<int64_t>(used_); }
 
  private:
@@ -81,8 +93,12 @@ class EncodeData {
   static constexpr int64_t kLargestStep = 16;
 
   void Reserve(int64_t count) {
-    if (static_cast<int64_t>(out_.size() - used_) < count) {
-      out_.resize(std::max(out_.size() * 2, used_ + static_cast<size_t>(count)));
+    if (static_cast<int64_t>(capacity_ - used_) < count) {
+      const size_t grown = std::max(capacity_ * 2, used_ + static_cast<size_t>(count));
+      std::unique_ptr<char[]> moved(new char[grown]);
+      memcpy(moved.get(), out_.get(), used_);
+      out_ = std::move(moved);
+      capacity_ = grown;
     }
   }
   int GETC() { return in_position_ < in_length_ ? in_[in_position_++] : -1; }
@@ -91,7 +107,7 @@ class EncodeData {
   }
   void PUTC(int c) { out_[used_++] = static_cast<char>(c); }
   void PUTS(const uint8_t* bytes, int64_t count) {
-    memcpy(out_.data() + used_, bytes, static_cast<size_t>(count));
+    memcpy(out_.get() + used_, bytes, static_cast<size_t>(count));
     used_ += static_cast<size_t>(count);
   }
 
@@ -140,7 +156,8 @@ class EncodeData {
   static int hex_to_nybble(int c) { return c < 0 ? -1 : hexdigits::kNybble[c]; }
   void decode_escape();
 
-  std::string out_;
+  std::unique_ptr<char[]> out_;
+  size_t capacity_ = 0;
   size_t used_ = 0;
   const uint8_t* in_;
   int64_t in_length_;
@@ -166,9 +183,31 @@ void EncodeData::emit_run() {
   int64_t position = in_position_;
   int64_t column = line_length_;
   size_t used = used_;
-  auto* out = reinterpret_cast<uint8_t*>(out_.data());
-  size_t capacity = out_.size();
+  auto* out = reinterpret_cast<uint8_t*>(out_.get());
+  size_t capacity = capacity_;
   for (; position < length; ++position) {
+    // A stretch of printable bytes that fits on the line goes out whole: 16 bytes are looked at,
+    // the stretch ends before the first byte that is no literal (a space or tab at its end stays
+    // out when a line break or the end follows it, as below).
+    if (position + 16 <= length &&
+        (kRunStart[in[position]] & kRunStart[in[position + 1]] & kRunStart[in[position + 2]] &
+         kRunStart[in[position + 3]]) != 0 &&
+        capacity - used >= 16 + kLargestStep && column + 1 < last_column) {
+      const vec16::V8 v = vec16::Load16(in + position);
+      int plain = vec16::FirstLane((v < vec16::Splat(32)) | (v > vec16::Splat(126)) | (v == vec16::Splat('=')));
+      if (plain > 0 && in[position + plain - 1] == ' ' &&
+          (position + plain == length || kClasses[in[position + plain]] == kLineBreak)) {
+        --plain;
+      }
+      plain = static_cast<int>(std::min<int64_t>(plain, last_column - 1 - column));
+      if (plain > 1) {
+        memcpy(out + used, &v, sizeof v);
+        used += static_cast<size_t>(plain);
+        column += plain;
+        position += plain - 1;
+        continue;
+      }
+    }
     const uint8_t b = in[position];
     const CharacterClass c = kClasses[b];
     if (c == kLineBreak) break;
@@ -176,8 +215,8 @@ void EncodeData::emit_run() {
     if (capacity - used < kLargestStep) {
       used_ = used;
       Reserve(kLargestStep);
-      out = reinterpret_cast<uint8_t*>(out_.data());
-      capacity = out_.size();
+      out = reinterpret_cast<uint8_t*>(out_.get());
+      capacity = capacity_;
     }
     const Encoded& encoded = kEncoded[b];
     if (column + encoded.width >= last_column) {
@@ -258,12 +297,29 @@ void EncodeData::decode() {
   for (int c; (c = read_decode_character()) != -1;) {
     Reserve(1);
     if (c == '=') {
+      // The common escape, two digits, at once; everything else as decode_escape reads it.
+      if (in_length_ - in_position_ >= 2) {
+        const int h = hexdigits::kNybble[in_[in_position_]], l = hexdigits::kNybble[in_[in_position_ + 1]];
+        if (h >= 0 && l >= 0) {
+          PUTC(h * 16 + l);
+          in_position_ += 2;
+          read_count_ += 2;
+          continue;
+        }
+      }
       decode_escape();
     } else if (is_end_of_line_sequence(c)) {
       PUTC(kLF);  // decoded text always has LF line ends
     } else {
-      // c and the ordinary bytes after it go out as they are.
+      // c and the ordinary bytes after it go out as they are; the run's end is looked for 16
+      // bytes at a time.
       int64_t end = in_position_;
+      while (in_length_ - end >= 16) {
+        const vec16::V8 v = vec16::Load16(in_ + end);
+        const int plain = vec16::FirstLane((v == vec16::Splat('=')) | (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF)));
+        end += plain;
+        if (plain < 16) break;
+      }
       while (end < in_length_ && !kSpecial[in_[end]]) ++end;
       Reserve(end - in_position_ + 1);
       PUTS(in_ + in_position_ - 1, end - in_position_ + 1);

@@ -218,6 +218,16 @@ TEST_CASE("quoted-printable: round trips and the byte-by-byte references") {
     const std::string encoded = Encode(in, limit).value_or("");
     CHECK(encoded == ReferenceEncode(in, limit > 1 ? limit : 72));
     CHECK(Decode(encoded).value_or("") == NormaliseLineBreaks(in));
+    // Prose: long printable stretches, spaces before line ends, a byte to escape now and then.
+    std::string prose(rng() % 400, ' ');
+    for (char& c : prose) {
+      const uint32_t r = rng() % 64;
+      c = r < 40 ? static_cast<char>('a' + r % 26) : r < 52 ? ' ' : "\r\n\t=\xE9.~!\"#$@"[r - 52];
+    }
+    const int64_t proseLimit = round % 2 == 0 ? 76 : static_cast<int64_t>(rng() % 40);
+    CAPTURE(prose);
+    CAPTURE(proseLimit);
+    CHECK(Encode(prose, proseLimit).value_or("") == ReferenceEncode(prose, proseLimit > 1 ? proseLimit : 72));
     const std::string noisy = RandomBytes(rng, 300, "=\r\n \t0aF9gG");
     CAPTURE(noisy);
     CHECK(Decode(noisy).value_or("") == ReferenceDecode(noisy));
