@@ -311,14 +311,18 @@ void EncodeData::decode() {
     } else if (is_end_of_line_sequence(c)) {
       PUTC(kLF);  // decoded text always has LF line ends
     } else {
-      // c and the ordinary bytes after it go out as they are; the run's end is looked for 16
-      // bytes at a time.
+      // c and the ordinary bytes after it go out as they are; the end of a run longer than a
+      // few bytes is looked for 16 bytes at a time.
       int64_t end = in_position_;
-      while (in_length_ - end >= 16) {
-        const vec16::V8 v = vec16::Load16(in_ + end);
-        const int plain = vec16::FirstLane((v == vec16::Splat('=')) | (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF)));
-        end += plain;
-        if (plain < 16) break;
+      for (const int64_t first = std::min(in_length_, end + 8); end < first && !kSpecial[in_[end]];) ++end;
+      if (end - in_position_ == 8) {
+        while (in_length_ - end >= 16) {
+          const vec16::V8 v = vec16::Load16(in_ + end);
+          const int plain =
+              vec16::FirstLane((v == vec16::Splat('=')) | (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF)));
+          end += plain;
+          if (plain < 16) break;
+        }
       }
       while (end < in_length_ && !kSpecial[in_[end]]) ++end;
       Reserve(end - in_position_ + 1);
