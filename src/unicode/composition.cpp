@@ -179,7 +179,9 @@ REALstringStruct* ConvertUnicodeToCharacterCompositionZYL(REALstringStruct* text
       const uint16_t unit = units[p];
       if (canStart[unit] != 0) {
         if (logging) LogMessage("findCompositionInText", static_cast<int32_t>(unit));
-        const int64_t row = FindFirstDecompositionAt(units + p, count - p);
+        // No row's second unit is below the smallest one: most letters end the look-up here.
+        const bool secondCanFollow = p + 1 < count && units[p + 1] >= compositionSmallestSecondUnit;
+        const int64_t row = secondCanFollow ? FindFirstDecompositionAt(units + p, count - p) : -1;
         if (row >= 0) {
           *cursor++ = compositions[row][0];
           p += DecompositionLength(row);
