@@ -9,6 +9,7 @@
 #include "plugin/guard.h"
 #include "plugin/log.h"
 #include "text/text.h"
+#include "text/vector16.h"
 #include "unicode/tables.h"
 #include "unicode/unicode.h"
 
@@ -106,6 +107,15 @@ constexpr int64_t kCompositionReserve = 100000;   // units, whatever the text's 
 constexpr int64_t kLongestDecomposition = 4;
 constexpr int64_t kSearchBlock = 1024;  // units whose searches are gathered at once
 
+// Whether any of the eight units at p is kFirstDecomposable or above.
+inline bool AnyDecomposable(const uint16_t* p) {
+  vec16::Units16x8 units;
+  memcpy(&units, p, sizeof units);
+  const vec16::Units16x8 at = units >= (vec16::Units16x8{} + kFirstDecomposable);
+  const vec16::W64 w = reinterpret_cast<vec16::W64>(at);
+  return (w[0] | w[1]) != 0;
+}
+
 // Writes the decomposition of the row, or unit itself for no row. All four decomposition places
 // are copied: the row's zero padding makes that safe, and the length needs no branch on the row.
 inline void WriteDecomposition(uint16_t*& cursor, uint16_t unit, int64_t row) {
@@ -133,6 +143,10 @@ REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* te
     int64_t rows[kSearchBlock + 3];
     int64_t wanted = 0;
     for (int64_t i = first; i < end; ++i) {  // every unit is stored, the wanted ones kept
+      if (i + 8 <= end && !AnyDecomposable(units + i)) {
+        i += 7;
+        continue;
+      }
       searched[wanted] = units[i];
       wanted += units[i] >= kFirstDecomposable;
     }
@@ -146,6 +160,12 @@ REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* te
     uint16_t* out = cursor;
     const int64_t* row = rows;
     for (int64_t i = first; i < end; ++i) {
+      if (i + 8 <= end && !AnyDecomposable(text + i)) {  // eight units that stay as they are
+        memcpy(out, text + i, 8 * sizeof(uint16_t));
+        out += 8;
+        i += 7;
+        continue;
+      }
       const uint16_t unit = text[i];
       if (unit < kFirstDecomposable) {
         *out++ = unit;
