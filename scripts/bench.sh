@@ -7,21 +7,8 @@
 # ZYL_BENCH_CORE (default 1) picks the core, ZYL_BENCH_MIN_TIME (default 0.2) the seconds per row.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
-
-need=()
-have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
-sudo_() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
-for p in libbenchmark-dev libglib2.0-dev libicu-dev libcurl4-openssl-dev libutf8proc-dev libgmime-3.0-dev \
-         python3-matplotlib util-linux; do
-  have "$p" || need+=("$p")
-done
-if [ ${#need[@]} -gt 0 ]; then
-  echo "bench: installing ${need[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  sudo_ apt-get update -qq
-  sudo_ apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
+scripts/setup.sh libbenchmark-dev libglib2.0-dev libicu-dev libcurl4-openssl-dev libutf8proc-dev \
+  libgmime-3.0-dev python3-matplotlib util-linux
 
 cmake --preset native >/dev/null
 cmake --build --preset native --target zyl_peers_benchmark -j "${ZYL_JOBS:-$(nproc)}"

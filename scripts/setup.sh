@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what the build and the test runs need on a fresh Debian (bookworm) machine.
-# Safe to run again: it only installs what is missing.
+# Installs what the build and the test runs need on a fresh Debian (bookworm) machine, and the
+# packages named as arguments (scripts/bench.sh names its own). Safe to run again: it only
+# installs what is missing.
 set -euo pipefail
 
 need=()
@@ -13,7 +14,7 @@ if ! dpkg --print-foreign-architectures | grep -qx arm64; then
 fi
 
 for p in g++ cmake ninja-build pkg-config libffi-dev doctest-dev python3 unicode-data bzip2 \
-         g++-aarch64-linux-gnu qemu-user libc6:arm64 libffi-dev:arm64 libffi8:arm64; do
+         g++-aarch64-linux-gnu qemu-user libc6:arm64 libffi-dev:arm64 libffi8:arm64 "$@"; do
   have "$p" || need+=("$p")
 done
 
