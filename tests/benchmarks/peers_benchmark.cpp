@@ -32,6 +32,7 @@
 
 #include "benchmarks/benchmark_host.h"
 #include "benchmarks/peers_corpora.h"
+#include "plugin/registration.h"
 #include "text/text.h"
 
 namespace {
@@ -129,11 +130,48 @@ Ours StringAnd(const char* declaration, Extra extra) {
   return [f, extra](REALstringStruct* in, REALstringStruct*) { return Outcome{f(in, extra), 0}; };
 }
 
-// Host strings that live as long as the program (arguments of the calls).
-REALstringStruct* Constant(const std::string& bytes, uint32_t encoding) {
-  static std::vector<std::unique_ptr<memhost::String>> kept;
-  kept.push_back(std::make_unique<memhost::String>(bytes, encoding));
-  return kept.back()->get();
+// A fresh host for every row, with the plug-in loaded into it: the in-memory host keeps every
+// string it made until its session ends, so one session for the whole run would grow by gigabytes
+// and slow its own look-ups row after row. The registered functions keep their addresses.
+class RowHost {
+ public:
+  RowHost() {
+    zyl::ResetPluginStateForTests();
+    REALPluginMain(memhost::Resolve);
+  }
+  ~RowHost() { zyl::ResetPluginStateForTests(); }
+  RowHost(const RowHost&) = delete;
+  RowHost& operator=(const RowHost&) = delete;
+
+ private:
+  memhost::Session session_{2024.0};
+};
+
+const std::string kXorMask = "Key of 13 byte";
+const std::string kFind = "the ";
+const std::string kAbsentBytes = "#$^|~";
+
+// The arguments the rows pass besides their input, made anew in each row's host.
+struct Arguments {
+  memhost::String replacement, xorMask, newLine, find, absent;
+  memhost::Object styledText;                                 // the RTF import's target
+  std::map<REALstringStruct*, memhost::Object> imported;      // each RTF input's styled text
+};
+
+Arguments& Args() {
+  static Arguments arguments;
+  return arguments;
+}
+
+void MakeArguments() {
+  Arguments& a = Args();
+  a.imported.clear();
+  a.replacement = memhost::String("\xEF\xBF\xBD", memhost::kUTF8);
+  a.xorMask = memhost::String(kXorMask, memhost::kNoEncoding);
+  a.newLine = memhost::String("\r\n", memhost::kUTF8);
+  a.find = memhost::String(kFind, memhost::kUTF8);
+  a.absent = memhost::String(kAbsentBytes, memhost::kUTF8);
+  a.styledText = memhost::Object(memhost::NewStyledText({}));
 }
 
 std::string Text(const Outcome& o) {
@@ -186,6 +224,8 @@ struct HostInput {
 };
 
 void RunOurs(benchmark::State& state, const Row& m, const Input& in) {
+  const RowHost row;
+  MakeArguments();
   const HostInput host(in, m.encoding, m.pair);
   const Outcome warm = m.ours(host.first.get(), host.second.get());  // once outside the timing
   if (warm.string != nullptr) Host().unlock(warm.string);
@@ -199,6 +239,8 @@ void RunOurs(benchmark::State& state, const Row& m, const Input& in) {
 
 // The host building the method's result from its bytes: what the host spends of the call.
 void RunHostShare(benchmark::State& state, const Row& m, const Input& in) {
+  const RowHost row;
+  MakeArguments();
   const HostInput host(in, m.encoding, m.pair);
   const Outcome o = m.ours(host.first.get(), host.second.get());
   const memhost::StringValue result = memhost::Value(o.string);
@@ -214,6 +256,8 @@ void RunHostShare(benchmark::State& state, const Row& m, const Input& in) {
 
 void RunPeer(benchmark::State& state, const Row& m, const Peer& peer, const Input& in) {
   {
+    const RowHost row;
+    MakeArguments();
     std::string ours;
     if (m.compared) {
       m.compared(in, &ours);
@@ -383,8 +427,6 @@ double PlainHexDecode(const Input& in, std::string* keep) {
   return Keep(out, n, keep);
 }
 
-const std::string kXorMask = "Key of 13 byte";
-
 double PlainXor(const Input& in, std::string* keep) {
   const size_t n = in.bytes.size();
   auto* out = static_cast<char*>(malloc(n));
@@ -413,8 +455,6 @@ double PlainLineEndings(const Input& in, std::string* keep) {
   return Keep(out, w, keep);
 }
 
-const std::string kFind = "the ";
-
 double MemmemCount(const Input& in, std::string* keep) {
   size_t count = 0;
   const char* p = in.bytes.data();
@@ -426,8 +466,6 @@ double MemmemCount(const Input& in, std::string* keep) {
   if (keep != nullptr) *keep = std::to_string(count);
   return static_cast<double>(count);
 }
-
-const std::string kAbsentBytes = "#$^|~";
 
 double Strcspn(const Input& in, std::string* keep) {
   const size_t at = strcspn(in.bytes.c_str(), kAbsentBytes.c_str());
@@ -550,9 +588,12 @@ std::string Normalized(const std::string& text, bool compose) {
 void RegisterAll() {
   const std::vector<Corpus> kTexts = {Corpus::Ascii, Corpus::Latin, Corpus::Cyrillic, Corpus::Cjk, Corpus::Emoji};
 
-  REALstringStruct* replacement = Constant("\xEF\xBF\xBD", memhost::kUTF8);
   {
-    Row m{"CheckUTF8ZYL", kTexts, StringAnd("CheckUTF8ZYL(data as string, Placeholder as string) as string", replacement),
+    Row m{"CheckUTF8ZYL", kTexts,
+          [f = Registered<REALstringStruct* (*)(REALstringStruct*, REALstringStruct*)>(
+               "CheckUTF8ZYL(data as string, Placeholder as string) as string")](REALstringStruct* in, REALstringStruct*) {
+            return Outcome{f(in, Args().replacement.get()), 0};
+          },
              {{"glib", [](const Input& in, std::string* keep) {
                  char* out = g_utf8_make_valid(in.bytes.data(), static_cast<gssize>(in.bytes.size()));
                  return Keep(out, strlen(out), keep, GFree);
@@ -630,9 +671,8 @@ void RegisterAll() {
   }
   Register(Row{"StringXORZYL", {Corpus::Binary},
             [f = Registered<REALstringStruct* (*)(REALstringStruct*, REALstringStruct*, int64_t)>(
-                 "StringXORZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string"),
-             mask = Constant(kXorMask, memhost::kNoEncoding)](REALstringStruct* in, REALstringStruct*) {
-              return Outcome{f(in, mask, 0), 0};
+                 "StringXORZYL(data as string, XorMask as string, MaskOffset as integer = 0) as string")](REALstringStruct* in, REALstringStruct*) {
+              return Outcome{f(in, Args().xorMask.get(), 0), 0};
             },
             {{"plain-loop", PlainXor, ""}}, memhost::kNoEncoding});
 
@@ -643,23 +683,20 @@ void RegisterAll() {
 
   Register(Row{"ReplaceLineEndingsZYL", {Corpus::Ascii, Corpus::Html},
             [f = Registered<REALstringStruct* (*)(REALstringStruct*, REALstringStruct*, int8_t)>(
-                 "ReplaceLineEndingsZYL(Text as String, NewLine as String, yield as boolean = false) as String"),
-             newLine = Constant("\r\n", memhost::kUTF8)](REALstringStruct* in, REALstringStruct*) {
-              return Outcome{f(in, newLine, 0), 0};
+                 "ReplaceLineEndingsZYL(Text as String, NewLine as String, yield as boolean = false) as String")](REALstringStruct* in, REALstringStruct*) {
+              return Outcome{f(in, Args().newLine.get(), 0), 0};
             },
             {{"plain-loop", PlainLineEndings, ""}}});
   Register(Row{"CountOccurancesZYL", {Corpus::Ascii, Corpus::Latin},
             [f = Registered<int64_t (*)(REALstringStruct*, REALstringStruct*)>(
-                 "CountOccurancesZYL(s as string, find as string) as integer"),
-             find = Constant(kFind, memhost::kUTF8)](REALstringStruct* in, REALstringStruct*) {
-              return Outcome{nullptr, static_cast<double>(f(in, find))};
+                 "CountOccurancesZYL(s as string, find as string) as integer")](REALstringStruct* in, REALstringStruct*) {
+              return Outcome{nullptr, static_cast<double>(f(in, Args().find.get()))};
             },
             {{"glibc-memmem", MemmemCount, ""}}});
   Register(Row{"InStrBytesZYL", {Corpus::Ascii, Corpus::Html},
             [f = Registered<int64_t (*)(REALstringStruct*, REALstringStruct*)>(
-                 "InStrBytesZYL(target as string, find as string) as integer"),
-             find = Constant(kAbsentBytes, memhost::kUTF8)](REALstringStruct* in, REALstringStruct*) {
-              return Outcome{nullptr, static_cast<double>(f(in, find))};
+                 "InStrBytesZYL(target as string, find as string) as integer")](REALstringStruct* in, REALstringStruct*) {
+              return Outcome{nullptr, static_cast<double>(f(in, Args().absent.get()))};
             },
             {{"glibc-strcspn", Strcspn, ""}}});
 
@@ -683,17 +720,16 @@ void RegisterAll() {
         "RTFDataZYL(extends ref as StyledText, SkipParagraphs as boolean = false, assigns value as string)";
     const auto setter = Registered<void (*)(REALobjectStruct*, int8_t, REALstringStruct*)>(kSetter);
     const auto getter = Registered<REALstringStruct* (*)(REALobjectStruct*, int8_t)>(kGetter);
-    static memhost::Object target(memhost::NewStyledText({}));
     Register(Row{"RTFDataZYL-import", {Corpus::Rtf},
                  [setter](REALstringStruct* in, REALstringStruct*) {
-                   setter(target.get(), 0, in);
+                   setter(Args().styledText.get(), 0, in);
                    return Outcome{};
                  },
                  {}});
     // The styled text each document gives, made once per document.
-    static std::map<REALstringStruct*, memhost::Object> imported;
     Register(Row{"RTFDataZYL-export", {Corpus::Rtf},
                  [setter, getter](REALstringStruct* in, REALstringStruct*) {
+                   auto& imported = Args().imported;
                    auto it = imported.find(in);
                    if (it == imported.end()) {
                      it = imported.emplace(in, memhost::Object(memhost::NewStyledText({}))).first;
@@ -730,10 +766,12 @@ int main(int argc, char** argv) {
   // every row alike (blocks above 32 MiB are still mapped afresh).
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
-  zylbench::LoadPlugin();
   g_mime_init();
   curl_global_init(CURL_GLOBAL_DEFAULT);
-  RegisterAll();
+  {
+    const RowHost host;  // the registered functions are looked up once
+    RegisterAll();
+  }
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
