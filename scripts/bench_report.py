@@ -51,7 +51,7 @@ def load(path):
         data = json.load(f)
     rows = {}
     for b in data["benchmarks"]:
-        if b.get("run_type") == "aggregate":
+        if b.get("run_type") == "aggregate" or b.get("error_occurred"):
             continue
         who, method, corpus, size = b["name"].split("/")[:4]
         rows[(who, method, corpus, size)] = {
