@@ -94,6 +94,8 @@ rbText::rbText(REALstringStruct* text) : check1_(kSentinel), check2_(kSentinel) 
     const char* bytes = REALGetStringContents(text, &length);
     if (bytes != nullptr) {
       if (length < 0) length = 0;
+      hostBytes_ = bytes;
+      hostLength_ = length;
       data_[kUTF8] = bytes;
       lengths_[kUTF8] = length;
       if (encoding_ == kEncodingASCII) {
@@ -167,8 +169,8 @@ void rbText::AdoptBuffer(Form form, void* buffer, int64_t length) {
 void rbText::SetTextIsASCIIOnly() {
   if (asciiState_ == kIsASCII) return;
   asciiState_ = kIsASCII;
-  int64_t length = 0;
-  const char* bytes = REALGetStringContents(strings_[0], &length);
+  int64_t length = hostLength_;
+  const char* bytes = hostBytes_ != nullptr ? hostBytes_ : REALGetStringContents(strings_[0], &length);
   if (bytes == nullptr || length < 0) length = 0;
   for (Form f : {kForm0, kForm1, kASCII, kUTF8, kForm4}) {
     FreeMemoryNow(owned_[f]);
@@ -180,8 +182,16 @@ void rbText::SetTextIsASCIIOnly() {
 
 void rbText::CheckASCII() {
   if (asciiState_ != kUnchecked) return;
-  rbData view(strings_[0]);
-  if (IsASCIIText(view)) {
+  // The bytes the constructor took from the host are the ones a view would read again: the string
+  // is held and never changes.
+  bool ascii = false;
+  if (hostBytes_ != nullptr) {
+    ascii = IsASCII(hostBytes_, hostLength_);
+  } else {
+    rbData view(strings_[0]);
+    ascii = IsASCIIText(view);
+  }
+  if (ascii) {
     SetTextIsASCIIOnly();
   } else {
     asciiState_ = kNotASCII;

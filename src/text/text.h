@@ -101,6 +101,10 @@ class rbText {
   int32_t asciiState_;
   uint64_t check2_;
   bool sourceIsUTF8_ = false;
+  // The source's own bytes as the constructor took them from the host (text tagged UTF-8 or
+  // ASCII), nil otherwise.
+  const char* hostBytes_ = nullptr;
+  int64_t hostLength_ = 0;
 };
 
 // Writes one log line "ZYL Debug: <text> <handle>: <the string's UTF-8>"; a nil handle prints as
