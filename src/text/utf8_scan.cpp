@@ -116,12 +116,24 @@ int64_t DecodeWellFormed(const uint8_t* in, int64_t n, Unit* out) {
         i += 2;
       } while (i < n && ((b = in[i]) & 0xE0) == 0xC0);
     } else if (b < 0xF0) {
-      do {
+      // Two characters a step while two three-byte sequences follow each other (CJK text).
+      while (i + 6 <= n && (in[i + 3] & 0xF0) == 0xE0) {
+        const uint32_t c = ((b & 0x0Fu) << 12) | ((in[i + 1] & 0x3Fu) << 6) | (in[i + 2] & 0x3Fu);
+        const uint32_t d = ((in[i + 3] & 0x0Fu) << 12) | ((in[i + 4] & 0x3Fu) << 6) | (in[i + 5] & 0x3Fu);
+        out[w] = static_cast<Unit>(c);
+        w += IsByteOrderMark(c) ? 0 : 1;
+        out[w] = static_cast<Unit>(d);
+        w += IsByteOrderMark(d) ? 0 : 1;
+        i += 6;
+        if (i >= n || ((b = in[i]) & 0xF0) != 0xE0) break;
+      }
+      if (i < n && (in[i] & 0xF0) == 0xE0) {
+        b = in[i];
         const uint32_t c = ((b & 0x0Fu) << 12) | ((in[i + 1] & 0x3Fu) << 6) | (in[i + 2] & 0x3Fu);
         out[w] = static_cast<Unit>(c);
         w += IsByteOrderMark(c) ? 0 : 1;
         i += 3;
-      } while (i < n && ((b = in[i]) & 0xF0) == 0xE0);
+      }
     } else {
       int length = 0;
       const uint32_t c = DecodeWellFormedSequence(in + i, &length);
