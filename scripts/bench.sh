@@ -21,7 +21,10 @@ taskset -c "$core" build/native/tests/benchmarks/zyl_peers_benchmark \
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 
 mkdir -p docs
-python3 scripts/bench_report.py "$out" docs/benchmarks.md docs/benchmarks.png \
+# Debian's Python, where python3-matplotlib installs (another python3 may come first on PATH).
+python=/usr/bin/python3
+[ -x "$python" ] || python=python3
+"$python" scripts/bench_report.py "$out" docs/benchmarks.md docs/benchmarks.png \
   --core "$core" --load-before "$load_before" --load-after "$load_after" \
   --peers "glib $(pkg-config --modversion glib-2.0), ICU $(pkg-config --modversion icu-uc), libcurl $(pkg-config --modversion libcurl), utf8proc $(pkg-config --modversion libutf8proc), GMime $(pkg-config --modversion gmime-3.0)"
 echo "bench: wrote docs/benchmarks.md and docs/benchmarks.png"

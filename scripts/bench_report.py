@@ -245,7 +245,7 @@ See the notes below the table; they are written by hand after each run.
         matplotlib.use("Agg")
         import matplotlib.pyplot as plt
     except ImportError:
-        return
+        raise SystemExit("bench_report: matplotlib is missing (Debian's python3-matplotlib); no chart written")
     labels = [c[0] for c in chart]
     values = [c[1] for c in chart]
     fig, ax = plt.subplots(figsize=(10, max(4, 0.22 * len(labels))))
