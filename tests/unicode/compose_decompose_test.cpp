@@ -291,3 +291,15 @@ TEST_CASE("log lines while debugging is on, and none while it is off") {
   CHECK(std::count(lines.begin(), lines.end(), "ZYL Debug: Char found 233, 34") == 1);
   CHECK(lines.back() == "ZYL Debug: outsize 6");
 }
+
+TEST_CASE("decomposition of long runs that need none, with decomposable units at every place in them") {
+  zyltest::PluginHost host;
+  for (size_t at = 0; at < 40; ++at) {
+    Units text;
+    for (size_t k = 0; k < 40; ++k) text += static_cast<char16_t>(k == at ? 0x00E9 : 'a' + k % 26);
+    text += static_cast<char16_t>(0x00BF);  // the last unit below the first decomposable one
+    text += text;
+    CAPTURE(at);
+    CHECK(CallUnits(kDecompose, text) == ReferenceDecompose(text));
+  }
+}
