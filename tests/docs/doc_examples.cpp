@@ -67,6 +67,18 @@ void SplitComment(const std::string& line, std::string* code, std::string* comme
   comment->clear();
 }
 
+// How many "(" of the text are not yet closed, outside string literals.
+int OpenParentheses(const std::string& text) {
+  int open = 0;
+  bool inString = false;
+  for (char c : text) {
+    if (c == '"') inString = !inString;
+    if (!inString && c == '(') ++open;
+    if (!inString && c == ')') --open;
+  }
+  return open;
+}
+
 std::vector<Item> ReadItems(const CodeBlock& block, std::vector<std::pair<int, std::string>>* errors) {
   std::vector<Item> items;
   bool continuesResult = false;  // the line before added to the last item's result
@@ -113,7 +125,7 @@ std::vector<Item> ReadItems(const CodeBlock& block, std::vector<std::pair<int, s
         items.back().result = Trim(comment.substr(kArrow.size()));
         continuesResult = true;
       }
-    } else if (StartsWith(comment, "+") && continuesResult) {
+    } else if (continuesResult && (StartsWith(comment, "+") || OpenParentheses(items.back().result) > 0)) {
       items.back().result += " " + comment;
     } else if (StartsWith(comment, "logs ")) {
       if (items.empty()) {
@@ -132,7 +144,7 @@ std::vector<Item> ReadItems(const CodeBlock& block, std::vector<std::pair<int, s
 // ---------------------------------------------------------------------------------------------
 // Tokens.
 
-enum class Tok { End, String, Integer, Double, Colour, Ident, LParen, RParen, Comma, Plus, Minus, Equals, Dot };
+enum class Tok { End, String, Integer, Double, Colour, Ident, LParen, RParen, Comma, Plus, Minus, Star, Slash, Equals, Dot };
 
 struct Token {
   Tok type = Tok::End;
@@ -223,6 +235,8 @@ std::vector<Token> Tokenize(std::string_view s) {
         case ',': t.type = Tok::Comma; break;
         case '+': t.type = Tok::Plus; break;
         case '-': t.type = Tok::Minus; break;
+        case '*': t.type = Tok::Star; break;
+        case '/': t.type = Tok::Slash; break;
         case '=': t.type = Tok::Equals; break;
         case '.': t.type = Tok::Dot; break;
         default: throw ExampleError(std::string("unexpected character '") + c + "'");
@@ -581,6 +595,7 @@ class Interpreter {
         std::vector<std::string> written(lines.begin() + static_cast<std::ptrdiff_t>(std::min(logBefore, lines.size())), lines.end());
         std::vector<std::string> expected;
         for (const std::string& text : item.logs) {
+          if (text == "nothing") continue;  // "// logs nothing": the statement writes no line
           try {
             const std::vector<Token> t = Tokenize(text);
             if (t.size() != 2 || t[0].type != Tok::String) throw ExampleError("write a log line as logs \"TEXT\"");
@@ -754,23 +769,31 @@ class Interpreter {
       return;
     }
     if (raised_) return;  // reported by Run
-    allowCalls_ = false;
-    Value expected = Expression();
-    allowCalls_ = true;
+    // The encoding stands last, in parentheses: "(UTF8)", "(no encoding)".
     std::optional<uint32_t> label;
-    if (Peek().type == Tok::LParen) {
-      ++pos_;
-      if (IsIdent(Peek(), "no")) {
-        ++pos_;
-        if (!IsIdent(Next(), "encoding")) throw ExampleError("write (no encoding)");
+    const std::size_t n = tokens_.size();  // the last token is End
+    if (n >= 4 && tokens_[n - 2].type == Tok::RParen) {
+      if (n >= 5 && tokens_[n - 5].type == Tok::LParen && IsIdent(tokens_[n - 4], "no") && IsIdent(tokens_[n - 3], "encoding")) {
         label = memhost::kNoEncoding;
-      } else {
-        const std::string name = ExpectIdent("an encoding name");
-        label = EncodingByName(name);
-        if (!label) throw ExampleError("unknown encoding (" + name + "); use the names of Encodings: UTF8, UTF16, ASCII ...");
+        tokens_.erase(tokens_.end() - 5, tokens_.end() - 1);
+      } else if (tokens_[n - 4].type == Tok::LParen && tokens_[n - 3].type == Tok::Ident) {
+        label = EncodingByName(tokens_[n - 3].text);
+        const bool call = n >= 5 && tokens_[n - 5].type == Tok::Ident;  // Name(X) is a call, not a label
+        if (!label && !call) {
+          throw ExampleError("unknown encoding (" + tokens_[n - 3].text + "); use the names of Encodings: UTF8, UTF16, ASCII ...");
+        }
+        if (label) tokens_.erase(tokens_.end() - 4, tokens_.end() - 1);
       }
-      Expect(Tok::RParen, ")");
     }
+    allowCalls_ = false;
+    Value expected;
+    try {
+      expected = Expression();
+    } catch (...) {
+      allowCalls_ = true;
+      throw;
+    }
+    allowCalls_ = true;
     Expect(Tok::End, "the end of the result");
     const auto mismatch = [&](const std::string& why) {
       Fail((why.empty() ? std::string() : why + ": ") + "gives " + Render(actual) + ", the page says " + Trim(text));
@@ -890,7 +913,30 @@ class Interpreter {
     return MakeString(a.bytes + b.bytes, encoding);
   }
 
+  // Products and quotients of numbers; "/" divides as Doubles, as Xojo's "/" does.
   Value Term() {
+    Value left = Unary();
+    while (Peek().type == Tok::Star || Peek().type == Tok::Slash) {
+      const bool divide = Next().type == Tok::Slash;
+      const Value right = Unary();
+      const auto number = [](const Value& v) {
+        if (v.kind == Kind::Integer) return static_cast<double>(v.integer);
+        if (v.kind == Kind::Double) return v.real;
+        throw ExampleError("only numbers multiply and divide");
+      };
+      if (!divide && left.kind == Kind::Integer && right.kind == Kind::Integer) {
+        left = MakeInteger(left.integer * right.integer);
+        continue;
+      }
+      Value v;
+      v.kind = Kind::Double;
+      v.real = divide ? number(left) / number(right) : number(left) * number(right);
+      left = v;
+    }
+    return left;
+  }
+
+  Value Unary() {
     if (Peek().type == Tok::Minus) {
       Next();
       Value v = Postfix();
@@ -1197,6 +1243,10 @@ class Interpreter {
     }
   }
 
+  static bool Converts(const Value& v, ValueType type) {
+    return (type == ValueType::Ptr && v.kind == Kind::MemoryBlock) || (type == ValueType::Double && v.kind == Kind::Integer);
+  }
+
   static Value DefaultOf(const zyltool::Parameter& parameter) {
     const std::string text = Trim(*parameter.defaultText);
     if (parameter.type == ValueType::Boolean) {
@@ -1212,6 +1262,7 @@ class Interpreter {
                     const std::optional<Value>& assigned) {
     if (!allowCalls_) throw ExampleError("a result states a value; it calls nothing (" + name + ")");
     std::vector<const Candidate*> named, fitting;
+    int fewest = 0;
     for (const Candidate& c : candidates_) {
       if (c.declaration.name == name) named.push_back(&c);
     }
@@ -1232,11 +1283,21 @@ class Interpreter {
       if (arguments.size() > count) continue;
       bool fits = !extends || Fits(*receiver, parameters.front().type);
       if (assigns) fits = fits && Fits(*assigned, parameters.back().type);
+      int conversions = 0;
       for (std::size_t i = 0; fits && i < count; ++i) {
         const zyltool::Parameter& p = parameters[first + i];
         fits = i < arguments.size() ? Fits(arguments[i], p.type) : p.defaultText.has_value();
+        if (fits && i < arguments.size() && Converts(arguments[i], p.type)) ++conversions;
       }
-      if (fits) fitting.push_back(c);
+      if (!fits) continue;
+      // As Xojo does, an overload that takes the arguments as they are beats one that converts
+      // them (a MemoryBlock to a Ptr, an Integer to a Double).
+      if (fitting.empty() || conversions < fewest) {
+        fitting.assign(1, c);
+        fewest = conversions;
+      } else if (conversions == fewest) {
+        fitting.push_back(c);
+      }
     }
     if (fitting.size() != 1) {
       std::string kinds;

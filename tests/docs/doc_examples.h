@@ -8,10 +8,12 @@
 //   EncodingToHexZYL("Az")                  // → "417A" (ASCII)
 //   StringXORZYL("ab", "k", 5)              // → raises OutOfBoundsException
 //
-// Every expression statement must state its result after "// →" (on its line or on the next
-// comment line; comment lines starting with "+" continue it), or an exception after
-// "// → raises CLASS" with an optional message. "// logs "TEXT"" lines list the log lines the
-// statement writes. A string result states its encoding: (UTF8), (UTF16), (ASCII), (no encoding)...
+// Every expression statement must state its result after "// →", on its line or on the comment
+// line after it; the comment lines that follow continue the result when they start with "+" or
+// while a parenthesis of it is open. An exception is stated as "// → raises CLASS" with an
+// optional message. "// logs "TEXT"" lines list the log lines the statement writes ("// logs
+// nothing": none). A string
+// result states its encoding: (UTF8), (UTF16), (ASCII), (no encoding) ...
 // docs/conventions.md describes the whole syntax for readers.
 //
 // A call resolves to exactly one registered declaration by name (exact case), the number of

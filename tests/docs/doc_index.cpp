@@ -75,11 +75,10 @@ std::string MakeIndex(const std::vector<Page>& pages, const std::vector<std::str
          "     file is not what they give. -->\n\n";
   out += "libZYLString " + version + " gives a Xojo application " + std::to_string(globals) +
          " global string functions under " + std::to_string(names.size()) +
-         " names (some are overloaded) in the module StringGlobalsZYL, the property RTFDataZYL of "
-         "StyledText and the hidden switch StringGlobalsZYL.Debugging. [Conventions](conventions.md) "
-         "tells how the functions treat Nil and empty strings, encodings, positions and errors, and "
-         "how to read the examples. Every example on these pages is run against the library by its "
-         "tests.\n";
+         " names (some are\noverloaded) in the module StringGlobalsZYL, the property RTFDataZYL of StyledText "
+         "and the hidden\nswitch StringGlobalsZYL.Debugging. [Conventions](conventions.md) tells how the "
+         "functions treat Nil and\nempty strings, encodings, positions and errors, and how to read the "
+         "examples. Every example on these\npages is run against the library by its tests.\n";
 
   std::set<std::string> listed;
   for (const Page& page : pages) {
