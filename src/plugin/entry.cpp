@@ -59,19 +59,6 @@ void ResetPluginStateForTests() {
   StyledTextMethods[0].flags = 0x308;
 }
 
-namespace {
-
-// Rows whose function is not built yet are never shown to the host.
-int64_t CollectBuiltRows(REALmethodDefinition* out) {
-  int64_t count = 0;
-  for (const REALmethodDefinition& row : globalMethods) {
-    if (row.function != nullptr) out[count++] = row;
-  }
-  return count;
-}
-
-}  // namespace
-
 }  // namespace zyl
 
 using namespace zyl;
@@ -95,11 +82,10 @@ extern "C" __attribute__((visibility("default"))) int PluginEntry() {
     InitRand();
     InitTable();
   }
-  // The extension goes first: on the module route its two rows open the module. It waits until
-  // its getter exists.
-  if (StyledTextMethods[0].function != nullptr) MyREALRegisterClassExtension(&StyledTextClass);
-  static REALmethodDefinition builtRows[kGlobalMethodCount];
-  MyREALRegisterMethodArray(builtRows, CollectBuiltRows(builtRows));
+  // The extension goes first, deliberately: on the module route its two rows open the module and
+  // the 72 global rows are appended behind them.
+  MyREALRegisterClassExtension(&StyledTextClass);
+  MyREALRegisterMethodArray(globalMethods, kGlobalMethodCount);
   return MyPluginEnde();
 }
 

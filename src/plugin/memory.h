@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 
 #include "plugin/host_types.h"
 
@@ -22,6 +23,17 @@ using ClearedBytes = std::unique_ptr<uint8_t[], FreeMemoryNowDeleter>;
 // AllocateClearMemory as owned bytes; empty when size is below 1 or memory is short.
 inline ClearedBytes AllocateClearBytes(int64_t size) {
   return ClearedBytes(static_cast<uint8_t*>(AllocateClearMemory(size)));
+}
+
+// ScratchBytes: uninitialised private bytes from operator new, freed at scope end.
+// NewScratchBytes throws std::bad_alloc when memory is short. (Use it rather than an array new of
+// a run-time size, which would tie the library to a newer C++ runtime than it promises to need.)
+struct OperatorDeleteDeleter {
+  void operator()(void* address) const noexcept { ::operator delete(address); }
+};
+using ScratchBytes = std::unique_ptr<uint8_t[], OperatorDeleteDeleter>;
+inline ScratchBytes NewScratchBytes(int64_t size) {
+  return ScratchBytes(static_cast<uint8_t*>(::operator new(static_cast<size_t>(size < 1 ? 1 : size))));
 }
 
 // A handle is a zeroed block whose first 8 bytes hold the usable size; the usable bytes follow.

@@ -1,8 +1,7 @@
 // The method tables handed to the host: the 72 global methods in the order the host lists them,
 // the StyledText extension and the shared property "Debugging".
 //
-// Every function is reached through Guard<>, so nothing native escapes into the host. A row
-// marked ZYL_PENDING has no function yet and is not registered.
+// Every function is reached through Guard<>, so nothing native escapes into the host.
 #include "plugin/guard.h"
 #include "plugin/log.h"
 #include "plugin/registration.h"
@@ -13,7 +12,6 @@
 #include "unicode/unicode.h"
 
 #define ZYL_METHOD(fn) reinterpret_cast<void*>(&::zyl::Guard<&fn>::Call)
-#define ZYL_PENDING nullptr
 
 namespace zyl {
 

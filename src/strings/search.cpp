@@ -7,6 +7,7 @@
 
 #include "plugin/host_api.h"
 #include "plugin/log.h"
+#include "plugin/memory.h"
 #include "strings/byte_set.h"
 #include "strings/strings.h"
 #include "text/text.h"
@@ -90,14 +91,14 @@ uint64_t FoldASCII8(uint64_t word) {
 class FoldedSearch {
  public:
   FoldedSearch(const uint8_t* text, int64_t textLength, const uint8_t* word, int64_t wordLength)
-      : text_(text), length_(textLength), wordLength_(wordLength), word_(new uint8_t[static_cast<size_t>(wordLength)]) {
+      : text_(text), length_(textLength), wordLength_(wordLength), word_(NewScratchBytes(wordLength)) {
     bool letters = false;
     for (int64_t i = 0; i < wordLength; ++i) {
       word_[i] = FoldASCII(word[i]);
       letters |= IsWordChar(word[i]);
     }
     if (letters) {
-      folded_.reset(new uint8_t[static_cast<size_t>(textLength)]);
+      folded_ = NewScratchBytes(textLength);
     } else {
       foldedEnd_ = textLength;
     }
@@ -137,8 +138,8 @@ class FoldedSearch {
   const uint8_t* text_;
   int64_t length_;
   int64_t wordLength_;
-  std::unique_ptr<uint8_t[]> word_;
-  std::unique_ptr<uint8_t[]> folded_;
+  ScratchBytes word_;
+  ScratchBytes folded_;
   int64_t foldedEnd_ = 0;
   int64_t chunk_ = 0;
 };
