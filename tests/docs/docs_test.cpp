@@ -28,8 +28,9 @@ std::vector<zyldocs::Page> AllPages() {
 
 }  // namespace
 
-TEST_CASE("docs: the folder holds the index, the conventions and the family pages") {
-  std::set<std::string> expected = {"index.md", "conventions.md"};
+TEST_CASE("docs: the folder holds the index, the conventions, the family pages and the benchmark report") {
+  // benchmarks.md and its chart are written by scripts/bench.sh.
+  std::set<std::string> expected = {"index.md", "conventions.md", "benchmarks.md", "benchmarks.png"};
   for (std::string_view page : zyldocs::FamilyPages()) expected.insert(std::string(page));
   std::set<std::string> found;
   for (const auto& entry : std::filesystem::directory_iterator(kDocs)) found.insert(entry.path().filename().string());
