@@ -55,7 +55,7 @@ for t in "${selected[@]}"; do
   corpus=fuzz/corpus/$t
   work=build/fuzz/corpus/$t
   findings=build/fuzz/findings/$t
-  mkdir -p "$corpus" "$work" "$findings"
+  mkdir -p "$corpus" "$work" "$findings" "fuzz/regressions/$t"
   dict=()
   [ -f "fuzz/dictionaries/$t.dict" ] && dict=(-dict="fuzz/dictionaries/$t.dict")
   export ASAN_OPTIONS="allocator_may_return_null=1:detect_leaks=1:abort_on_error=1"
