@@ -324,13 +324,6 @@ bool Usable(const zyltool::Declaration& declaration) {
   return declaration.result != zyltool::ValueType::Unsupported;
 }
 
-// The setter of a module row that extends a class, called with the assigned value last.
-std::string AssigningDeclaration(const std::string& text, const zyltool::Declaration& getter) {
-  const std::size_t close = text.rfind(')');
-  if (close == std::string::npos) return text;
-  return text.substr(0, close) + ", assigns value as " + getter.resultTypeName + ")";
-}
-
 }  // namespace
 
 std::vector<Callable> Callables() {
@@ -342,15 +335,8 @@ std::vector<Callable> Callables() {
     if (function != nullptr && Usable(*declaration)) callables.push_back({text, *declaration, function});
   };
   const zyltool::Catalogue catalogue = zyltool::ReadCatalogue();
+  // The catalogue shows the property's getter and setter as rows of their own on either route.
   for (const zyltool::Entry& entry : catalogue.entries) add(entry.text, entry.function);
-  for (const memhost::RegisteredModule& module : catalogue.registration.modules) {
-    for (const memhost::RegisteredMethod& method : module.methods) {
-      if (method.setter == nullptr) continue;
-      std::string error;
-      const auto getter = zyltool::ParseDeclaration(method.declaration, &error);
-      if (getter) add(AssigningDeclaration(method.declaration, *getter), method.setter);
-    }
-  }
   return callables;
 }
 

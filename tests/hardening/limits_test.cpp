@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <limits>
+#include <set>
 
 #include "call_cases.h"
 #include "fuzz_support.h"
@@ -194,5 +195,17 @@ TEST_CASE("results just below the host's 32-bit length (ZYL_HUGE_TESTS)") {
     CHECK(raised->className == "OutOfMemoryException");
   } else {
     CHECK(memhost::Bytes(made.get()).size() == 0x7FFFFFFFu);
+  }
+}
+
+TEST_CASE("the case table calls each of the 74 rows, on both registration routes") {
+  for (const double version : {2024.0, 2011.0}) {
+    zyltest::PluginHost host(version);
+    const hardening::Caller caller;
+    std::set<std::string> called;
+    for (const hardening::Case& c : hardening::Cases()) called.insert(caller.Declaration(c));
+    const std::vector<zylfuzz::Callable> rows = zylfuzz::Callables();
+    CHECK(rows.size() == 74);
+    for (const zylfuzz::Callable& row : rows) CHECK_MESSAGE(called.count(row.text) == 1, row.text);
   }
 }
