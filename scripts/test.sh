@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Builds and runs every test run: native, sanitizer (ASan + UBSan) and the aarch64 cross build
-# under qemu-aarch64. Installs what is missing first. Usage: scripts/test.sh [preset ...]
+# Builds and runs every test run: native, sanitizer (ASan + UBSan), the aarch64 cross build under
+# qemu-aarch64, and the hardening tests under ThreadSanitizer. Installs what is missing first.
+# Usage: scripts/test.sh [preset ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(native sanitize aarch64)
+[ ${#presets[@]} -gt 0 ] || presets=(native sanitize aarch64 tsan)
 jobs=${ZYL_JOBS:-$(nproc)}
 for preset in "${presets[@]}"; do
   echo "=== $preset ==="
