@@ -1,8 +1,8 @@
 // RTF import followed by export: the input is assigned to the "RTFDataZYL" property of a
 // StyledText (holding runs from the input, or none), the text is read back as RTF, and that RTF
 // is imported into a second StyledText and exported again. The exporter's RTF need not come back
-// the same (the importer drops what the Parts make it drop), so only faults count here: a leak,
-// a host problem, a sanitizer report, an exception.
+// the same (the importer drops what its algorithm drops on purpose), so only faults count here:
+// a leak, a host problem, a sanitizer report, an exception.
 //
 // Input: one byte of configuration (skip-paragraph flags, the RTF string's encoding, the log,
 // boolean garbage), the runs of the StyledText, then the RTF text.

@@ -1,7 +1,7 @@
 // Huge and limit inputs for every method: each integer parameter at INT64_MIN and INT64_MAX (and
 // at the host's 32-bit limits), strings of a single byte, UTF-16 and UTF-32 strings with odd byte
 // counts, pointers with negative sizes, and string data without a terminator. No crash, no read
-// past a buffer (the sanitizer presets), no leak, no host problem; the limits the Parts fix give
+// past a buffer (the sanitizer presets), no leak, no host problem; the documented limits give
 // their nil or exception, decided before anything is allocated.
 #include <doctest/doctest.h>
 
