@@ -7,6 +7,7 @@
 # TARGET: call (default), rtf, utf8, entities, quoted_printable, url, or all (each in turn).
 # --runs N / --seconds N: how long each target runs (default: 60 seconds).
 # --merge: minimise the committed corpus into itself (-merge=1) instead of fuzzing.
+# fuzz/dictionaries/TARGET.dict, when there is one, gives libFuzzer the tokens that matter.
 # The host itself checks each input for leaked references; libFuzzer's per-input leak check is off
 # (the host keeps released records until its session ends), LeakSanitizer still runs at exit.
 # New corpus entries go to build/fuzz/corpus/TARGET (the committed corpus is only read, so that
