@@ -223,6 +223,18 @@ void OpenSession(const HostOptions& options) {
   REALPluginMain(memhost::Resolve);
 }
 
+// Switches the log through the module's "Debugging" property, as an application does; false on
+// the direct route, which has no such property.
+bool SwitchDebugging(bool on) {
+  const std::optional<memhost::RegisteredProperty> property = memhost::FindModuleProperty("Debugging");
+  if (!property || property->setter == nullptr || property->getter == nullptr) return false;
+  memhost::detail::AsFunction<void (*)(int8_t)>(property->setter)(on ? 1 : 0);
+  if ((memhost::detail::AsFunction<int8_t (*)()>(property->getter)() != 0) != on) {
+    Fail("the Debugging property does not read back what was assigned");
+  }
+  return true;
+}
+
 }  // namespace
 
 Host::Host(const HostOptions& options) {
@@ -230,7 +242,8 @@ Host::Host(const HostOptions& options) {
   if (options.debugging) {
     log_ = std::fopen("/dev/null", "w");
     zyl::DebugFile = static_cast<FILE*>(log_);
-    zyl::DebuggingEnabled = true;
+    // Old hosts cannot switch the log: set the flag directly so that its paths run there too.
+    if (!SwitchDebugging(true)) zyl::DebuggingEnabled = true;
   }
   memhost::SetUnterminatedStringData(options.unterminated);
   memhost::LimitMemoryBlocks(options.memoryBlockLimit);
@@ -252,9 +265,11 @@ Host::~Host() {
     for (const std::string& line : leftovers) what += "\n  " + line;
     Fail(what);
   }
-  zyl::DebuggingEnabled = false;
-  zyl::DebugFile = nullptr;
-  if (log_ != nullptr) std::fclose(static_cast<FILE*>(log_));
+  if (log_ != nullptr) {
+    if (!SwitchDebugging(false)) zyl::DebuggingEnabled = false;
+    zyl::DebugFile = nullptr;
+    std::fclose(static_cast<FILE*>(log_));
+  }
 }
 
 REALstringStruct* Host::KeepString(REALstringStruct* adopted) {

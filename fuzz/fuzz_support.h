@@ -74,7 +74,7 @@ double PickDouble(Input& in);
 // a problem. Inputs asking for the same host version and boolean mode share a session.
 struct HostOptions {
   double hostVersion = 2024.0;
-  bool debugging = false;       // the log on, written to /dev/null
+  bool debugging = false;       // the log on (through the "Debugging" property), to /dev/null
   bool booleanGarbage = false;  // memhost::SetBooleanGarbage
   bool unterminated = false;    // memhost::SetUnterminatedStringData
   std::optional<int64_t> memoryBlockLimit;
