@@ -18,9 +18,13 @@ constexpr int kThreads = 8;
 constexpr int kRounds = 3;
 
 bool ThreadSafeCase(const hardening::Case& c) {
-  // Raising cases would race for the one pending exception the in-memory host keeps, and random
-  // bytes differ from call to call.
-  return !c.raises && c.name != "RTFDataZYL" && c.name != "RandomBytesStringZYL";
+  // Raising cases would race for the one pending exception the in-memory host keeps.
+  return !c.raises && c.name != "RTFDataZYL";
+}
+
+// Random bytes differ from call to call: only their length is compared.
+std::string Comparable(const hardening::Case& c, const std::string& result) {
+  return c.name == "RandomBytesStringZYL" ? std::to_string(result.size()) : result;
 }
 
 }  // namespace
@@ -31,7 +35,7 @@ TEST_CASE("every method from 8 threads at once, the RTF property on the main thr
   std::map<std::size_t, std::string> expected;
   const auto& cases = hardening::Cases();
   for (std::size_t i = 0; i < cases.size(); ++i) {
-    if (ThreadSafeCase(cases[i])) expected[i] = caller.Call(cases[i]).result;
+    if (ThreadSafeCase(cases[i])) expected[i] = Comparable(cases[i], caller.Call(cases[i]).result);
   }
 
   std::atomic<int> mismatches{0};
@@ -44,7 +48,7 @@ TEST_CASE("every method from 8 threads at once, the RTF property on the main thr
         for (std::size_t k = 0; k < cases.size(); ++k) {
           const std::size_t i = (k + static_cast<std::size_t>(t) * 7) % cases.size();
           if (expected.count(i) == 0) continue;
-          if (caller.Call(cases[i]).result != expected.at(i)) ++mismatches;
+          if (Comparable(cases[i], caller.Call(cases[i]).result) != expected.at(i)) ++mismatches;
         }
       }
       --running;
