@@ -82,8 +82,8 @@ struct HostOptions {
   std::optional<uint64_t> failAllocation;  // memhost::FailAllocation
 };
 
-// PickHostOptions: the options from one byte of configuration and, when asked for, two bytes
-// of the allocation to fail.
+// PickHostOptions: the options from one byte of configuration and, when its bits ask for them,
+// one byte for the memory-block shortage and one for the host allocation to fail.
 HostOptions PickHostOptions(Input& in);
 
 class Host {
