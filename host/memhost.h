@@ -113,6 +113,20 @@ void LimitMemoryBlocks(std::optional<int64_t> maxBytes);
 // SetMemoryBlockConstructorRaises: the MemoryBlock constructor raises "OutOfMemoryException"
 // inside itself and allocates nothing.
 void SetMemoryBlockConstructorRaises(bool raises);
+// FailAllocation: the n-th allocation the host makes for the plug-in from now on (1: the next one)
+// fails as a host short of memory fails it; only that one, and nullopt (or 0) fails none. What
+// counts and what a failure gives: "REALBuildString", "REALBuildStringWithEncoding" and
+// "REALConvertString" nil; "PluginGetStringData" false (when it has a string to read);
+// "PluginNewInstance" nil; the MemoryBlock constructor raises "OutOfMemoryException" and
+// allocates nothing; "RuntimeArrayCreateSingleDimBoundedArray" nil; the StyledText's
+// "StyleRun(i)" and "Paragraph(i)" nil. Exceptions the host raises itself never fail.
+void FailAllocation(std::optional<uint64_t> n);
+// HostAllocations: the allocations counted so far in this session, failed or not.
+uint64_t HostAllocations();
+// InsideHost: whether the calling thread runs inside a host entry or a test-API function (not
+// in plug-in code the host calls back). Lets a test's failing operator new spare the host.
+bool InsideHost() noexcept;
+
 // SetBooleanGarbage: the resolver hands out boolean entries whose 64-bit result carries garbage
 // above the low byte (0x5A5A5A5A5A5A5A00 | answer), and "REALGetPropValueBool" writes 2 for true.
 // Affects look-ups made after the call.

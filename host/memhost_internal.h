@@ -278,6 +278,8 @@ struct State {
   bool unterminatedStringData = false;
   bool memoryBlockRaises = false;
   std::optional<int64_t> memoryBlockLimit;
+  uint64_t allocations = 0;                // counted by AllocationFails
+  std::optional<uint64_t> failAllocation;  // the count at which one fails
   std::set<std::string, std::less<>> hiddenEntries;
   std::set<std::string, std::less<>> hiddenMethods;
   std::set<std::string, std::less<>> failingClasses;
@@ -312,6 +314,26 @@ std::recursive_mutex& HostLock();
 // Current: the current state or nil (caller holds HostLock()).
 State* Current();
 
+// HostDepth: marks the calling thread as running inside the host while it lives (InsideHost).
+// OutsideHost undoes that for a stretch of plug-in code the host calls back.
+class HostDepth {
+ public:
+  HostDepth() noexcept;
+  ~HostDepth();
+  HostDepth(const HostDepth&) = delete;
+  HostDepth& operator=(const HostDepth&) = delete;
+};
+class OutsideHost {
+ public:
+  OutsideHost() noexcept;
+  ~OutsideHost();
+  OutsideHost(const OutsideHost&) = delete;
+  OutsideHost& operator=(const OutsideHost&) = delete;
+
+ private:
+  int saved_;
+};
+
 // Guard: holds the lock; state() is the current state or nil.
 class Guard {
  public:
@@ -319,9 +341,14 @@ class Guard {
   State* state() const { return state_; }
 
  private:
+  HostDepth depth_;
   std::unique_lock<std::recursive_mutex> lock_;
   State* state_;
 };
+
+// AllocationFails: counts one allocation the host makes for the plug-in; true when it is the one
+// FailAllocation picked.
+bool AllocationFails(State& s);
 
 // ApiGuard: as Guard, for the test API: throws std::logic_error without a session.
 class ApiGuard {
@@ -330,6 +357,7 @@ class ApiGuard {
   State& state() const { return *state_; }
 
  private:
+  HostDepth depth_;
   std::unique_lock<std::recursive_mutex> lock_;
   State* state_;
 };

@@ -47,7 +47,7 @@ void MemoryBlockConstructor(REALobjectStruct* object, int64_t bytes) noexcept {
   }
   r->block.reset();
   r->blockSize = 0;
-  if (s->memoryBlockRaises) {
+  if (s->memoryBlockRaises || AllocationFails(*s)) {
     Raise(*s, ClassKind::OutOfMemoryException, "Not enough memory for a MemoryBlock of " + std::to_string(bytes) + " bytes.", 0);
     return;
   }
@@ -239,6 +239,7 @@ REALobjectStruct* NewInstance(const char* className) noexcept {
   if (s == nullptr || className == nullptr) return nullptr;
   const std::optional<ClassKind> kind = ClassByName(className);
   if (!kind || s->failingClasses.count(std::string_view(className)) != 0) return nullptr;
+  if (AllocationFails(*s)) return nullptr;
   return MakeObject(*s, *kind);
 }
 
@@ -399,7 +400,10 @@ REALobjectStruct* CallFunctionWithExceptionHandler(void (*function)(void*), void
     return nullptr;
   }
   REALobjectStruct* outer = std::exchange(s->pending, nullptr);
-  function(argument);
+  {
+    OutsideHost plugin;
+    function(argument);
+  }
   // What was raised inside is caught here, with the host's reference passing to the caller.
   return std::exchange(s->pending, outer);
 }

@@ -165,6 +165,7 @@ _REALarrayString* CreateArray(int32_t elementType, int64_t upperBound) noexcept 
     Report(*s, "RuntimeArrayCreateSingleDimBoundedArray: bad upper bound " + std::to_string(upperBound));
     return nullptr;
   }
+  if (AllocationFails(*s)) return nullptr;
   auto r = std::make_unique<ArrayRecord>();
   r->elementType = elementType;
   r->elements.assign(static_cast<std::size_t>(upperBound + 1), nullptr);

@@ -91,6 +91,20 @@ std::recursive_mutex& HostLock() {
 
 State* Current() { return gCurrent; }
 
+namespace {
+thread_local int gHostDepth = 0;
+}
+
+HostDepth::HostDepth() noexcept { ++gHostDepth; }
+HostDepth::~HostDepth() { --gHostDepth; }
+OutsideHost::OutsideHost() noexcept : saved_(gHostDepth) { gHostDepth = 0; }
+OutsideHost::~OutsideHost() { gHostDepth = saved_; }
+
+bool AllocationFails(State& s) {
+  ++s.allocations;
+  return s.failAllocation && s.allocations == *s.failAllocation;
+}
+
 ApiGuard::ApiGuard(const char* function) : lock_(HostLock()), state_(Current()) {
   if (state_ == nullptr) throw std::logic_error(std::string("memhost::") + function + ": no session is current");
 }
@@ -135,6 +149,8 @@ Session::~Session() {
     gCurrent = nullptr;
   }
 }
+
+bool InsideHost() noexcept { return gHostDepth > 0; }
 
 bool HasSession() noexcept {
   std::lock_guard<std::recursive_mutex> lock(HostLock());
@@ -192,6 +208,14 @@ void LimitMemoryBlocks(std::optional<int64_t> maxBytes) {
 void SetMemoryBlockConstructorRaises(bool raises) {
   ApiGuard("SetMemoryBlockConstructorRaises").state().memoryBlockRaises = raises;
 }
+
+void FailAllocation(std::optional<uint64_t> n) {
+  ApiGuard g("FailAllocation");
+  State& s = g.state();
+  s.failAllocation = n && *n > 0 ? std::optional<uint64_t>(s.allocations + *n) : std::nullopt;
+}
+
+uint64_t HostAllocations() { return ApiGuard("HostAllocations").state().allocations; }
 
 void SetBooleanGarbage(bool on) { ApiGuard("SetBooleanGarbage").state().booleanGarbage = on; }
 

@@ -125,6 +125,7 @@ REALstringStruct* Build(const char* entryName, const void* bytes, int32_t length
   }
   const std::string_view view =
       length == 0 ? std::string_view() : std::string_view(static_cast<const char*>(bytes), static_cast<std::size_t>(length));
+  if (AllocationFails(*s)) return nullptr;
   return MakeString(*s, view, encoding, Storage::Auto);
 }
 
@@ -168,7 +169,7 @@ int8_t GetStringData(REALstringStruct* handle, uint32_t encoding, StringDataReco
   // A failed call leaves the record marked as never filled.
   *record = StringDataRecord{nullptr, 0, encoding, 0, 0, 0};
   const StringRecord* r = FindString(*s, handle, "PluginGetStringData");
-  if (r == nullptr) return 0;
+  if (r == nullptr || AllocationFails(*s)) return 0;
   std::optional<std::string> converted = ConvertText(s->iconv, BytesOf(*r), r->encoding, encoding);
   if (!converted) return 0;
   // Four zero bytes after the data: a terminating unit of any width (or, on request, no terminator).
@@ -251,7 +252,7 @@ REALstringStruct* ConvertString(REALstringStruct* handle, uint32_t encoding) noe
   State* s = g.state();
   if (s == nullptr) return nullptr;
   const StringRecord* r = FindString(*s, handle, "REALConvertString");
-  if (r == nullptr) return nullptr;
+  if (r == nullptr || AllocationFails(*s)) return nullptr;
   std::optional<std::string> converted = ConvertText(s->iconv, BytesOf(*r), r->encoding, encoding);
   if (!converted) return nullptr;
   return MakeString(*s, *converted, encoding, Storage::Auto);

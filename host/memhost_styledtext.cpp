@@ -101,6 +101,7 @@ REALobjectStruct* StyleRunAt(REALobjectStruct* object, int64_t index) noexcept {
   if (s == nullptr) return nullptr;
   ObjectRecord* text = FindStyledText(*s, object, "StyledText.StyleRun");
   if (text == nullptr || !CheckIndex(*s, index, text->runs.size(), "StyleRun")) return nullptr;
+  if (AllocationFails(*s)) return nullptr;
   const RunValues& run = text->runs[static_cast<std::size_t>(index)];
   REALobjectStruct* result = MakeObject(*s, ClassKind::StyleRun);
   ObjectRecord& r = *s->objects.at(result);
@@ -125,6 +126,7 @@ REALobjectStruct* ParagraphAt(REALobjectStruct* object, int64_t index) noexcept 
   const ParagraphScan& scan = FreshScan(*text);
   if (!CheckIndex(*s, index, scan.Count(), "Paragraph")) return nullptr;
   const auto i = static_cast<std::size_t>(index);
+  if (AllocationFails(*s)) return nullptr;
   const auto [start, end] = scan.At(i);
   REALobjectStruct* result = MakeObject(*s, ClassKind::Paragraph);
   ObjectRecord& r = *s->objects.at(result);

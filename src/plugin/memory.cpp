@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -14,8 +15,21 @@ void ClearMemory(void* address, int64_t count) {
   if (address != nullptr && count > 0) memset(address, 0, static_cast<size_t>(count));
 }
 
+namespace {
+std::atomic<AllocationFailureHook> gAllocationFailureHook{nullptr};
+
+bool AllocationFailsForTests() noexcept {
+  const AllocationFailureHook hook = gAllocationFailureHook.load(std::memory_order_relaxed);
+  return hook != nullptr && hook();
+}
+}  // namespace
+
+void SetAllocationFailureHook(AllocationFailureHook hook) noexcept {
+  gAllocationFailureHook.store(hook, std::memory_order_relaxed);
+}
+
 void* AllocateClearMemory(int64_t size) {
-  if (size < 1) return nullptr;
+  if (size < 1 || AllocationFailsForTests()) return nullptr;
   return calloc(1, static_cast<size_t>(size));
 }
 
@@ -63,7 +77,7 @@ Handle resizeHandle(Handle handle, int64_t size) {
     freeHandle(handle);
     return nullptr;
   }
-  if (size > INT64_MAX - kHandleHeader) return nullptr;
+  if (size > INT64_MAX - kHandleHeader || AllocationFailsForTests()) return nullptr;
   void* block = realloc(handle, static_cast<size_t>(size + kHandleHeader));
   if (block == nullptr) return nullptr;
   memcpy(block, &size, sizeof size);

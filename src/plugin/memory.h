@@ -10,6 +10,12 @@
 
 namespace zyl {
 
+// AllocationFailureHook: asked before each allocation of private memory (AllocateClearMemory and
+// the handles); true makes that allocation fail as a shortage of memory does. Tests set it to
+// reach every failure path; nil (the default) asks nothing.
+using AllocationFailureHook = bool (*)() noexcept;
+void SetAllocationFailureHook(AllocationFailureHook hook) noexcept;
+
 void ClearMemory(void* address, int64_t count);
 // A zeroed block of size bytes, or nil when size is below 1 or memory is short. Never throws.
 void* AllocateClearMemory(int64_t size);
