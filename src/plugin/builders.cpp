@@ -152,7 +152,8 @@ REALstringStruct* REALBuildUnicodeStringUTF32(const void* bytes, int64_t length)
     done += n;
   }
   units[written] = 0;
-  REALstringStruct* s = REALBuildUnicodeStringUTF16(units, written * 2);
+  // Nothing left (a partial code point, or only dropped surrogate values): no empty host string.
+  REALstringStruct* s = written > 0 ? REALBuildUnicodeStringUTF16(units, written * 2) : nullptr;
   if (units != local) FreeMemoryNow(units);
   return s;
 }

@@ -77,6 +77,16 @@ TEST_CASE("older hosts: no encoding argument, no UTF-32") {
     CHECK(Built(UTF32LE({'a', 0x1F600, 0xD800, 0x110000}), zyl::kEncodingUTF32) ==
           StringValue{std::string("a\0\x3D\xD8\x00\xDE\xFD\xFF", 8), zyl::kEncodingUTF16});
   }
+  SUBCASE("UTF-32 with nothing left to build gives nil, not an empty string") {
+    for (const double version : {2011.0, 2012.5}) {
+      zyltest::PluginHost host(version);
+      CAPTURE(version);
+      for (const std::string& bytes : {std::string("\x41\x00", 2), UTF32LE({0xD800}), UTF32LE({0xDC00, 0xDFFF})}) {
+        CHECK(zyl::REALBuildUnicodeString(bytes.data(), static_cast<int64_t>(bytes.size()), zyl::kEncodingUTF32) ==
+              nullptr);
+      }
+    }
+  }
   SUBCASE("2012: UTF-32 through UTF-16, which arrives as UTF-8") {
     zyltest::PluginHost host(2012.5);
     CHECK(Built(UTF32LE({'a', 0xE9}), zyl::kEncodingUTF32) == StringValue{"a\xC3\xA9", zyl::kEncodingUTF8});
