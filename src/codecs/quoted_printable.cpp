@@ -302,11 +302,12 @@ void EncodeData::decode() {
     }
     const uint8_t next = stop[1], after = stop[2];
     const int h = hexdigits::kNybble[next], l = hexdigits::kNybble[after];
-    const bool digits = (h | l) >= 0;
-    // One test, without a branch per condition: escapes of two digits and soft breaks are the rule.
-    if (__builtin_expect(!digits & !((next == kCR) & (after == kLF)), 0)) return {0, 0};
+    // Neither two digits nor a soft break, in one test: bad digits give a negative h | l, and
+    // notSoft is negative unless CR LF follows.
+    const int notSoft = -((next ^ kCR) | (after ^ kLF));
+    if (__builtin_expect((h | l) < 0 && notSoft < 0, 0)) return {0, 0};
     *cursor = static_cast<uint8_t>(h * 16 + l);
-    return {3, digits};
+    return {3, (h | l) >= 0};
   };
   int64_t position = in_position_;
   auto used = static_cast<int64_t>(used_);
