@@ -151,9 +151,14 @@ inline uint32_t CharacterAt(const uint8_t* in, int64_t i, int* length) {
   return DecodeWellFormedSequence(in + i, length);
 }
 
-// Copies the length bytes of one character.
-inline void CopyCharacter(uint8_t*& out, const uint8_t* from, int length) {
-  for (int k = 0; k < length; ++k) out[k] = from[k];
+// Copies the length bytes of the character at in[i] (n bytes are readable at in). Four bytes at
+// once where four are there: the output has room for them.
+inline void CopyCharacter(uint8_t*& out, const uint8_t* in, int64_t i, int64_t n, int length) {
+  if (n - i >= 4) {
+    memcpy(out, in + i, 4);
+  } else {
+    for (int k = 0; k < length; ++k) out[k] = in[i + k];
+  }
   out += length;
 }
 
@@ -203,7 +208,7 @@ REALstringStruct* DecomposeUTF8(rbText& source) {
       if (row >= 0) {
         out = PutDecompositionUTF8(out, row);
       } else if (!LeftOutOfWideForms(c)) {
-        CopyCharacter(out, in + i, length);
+        CopyCharacter(out, in, i, n, length);
       }
       i += length;
     }
@@ -240,8 +245,8 @@ inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, in
 }
 
 // Hangul: a leading consonant and a vowel always compose to their syllable, the first row of
-// their group (its code point is the smallest) and a whole match. The tests hold this against
-// FindFirstDecompositionAt.
+// their group (its code point is the smallest) and a whole match, whatever follows. The tests
+// hold the composer against the UTF-16 way, which searches the table.
 constexpr uint32_t kLeadingFirst = 0x1100, kLeadingLast = 0x1112, kVowelFirst = 0x1161, kVowelLast = 0x1175;
 inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
   return static_cast<uint16_t>(0xAC00 + (leading - kLeadingFirst) * 588 + (vowel - kVowelFirst) * 28);
@@ -277,6 +282,13 @@ REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
           continue;
         }
       }
+      // A leading consonant right before a vowel (E1 84 80-92, E1 85 A1-B5): their syllable.
+      if (in[i] == 0xE1 && n - i >= 6 && in[i + 1] == 0x84 && in[i + 2] <= 0x92 && in[i + 3] == 0xE1 &&
+          in[i + 4] == 0x85 && in[i + 5] >= 0xA1 && in[i + 5] <= 0xB5) {
+        out = PutUTF8(out, HangulSyllable(kLeadingFirst + (in[i + 2] - 0x80u), kVowelFirst + (in[i + 5] - 0xA1u)));
+        i += 6;
+        continue;
+      }
       int length = 0;
       const uint32_t c = CharacterAt(in, i, &length);
       if (LeftOutOfWideForms(c)) {
@@ -288,11 +300,6 @@ REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
         int64_t j = i;
         ExtendWindow(w, in, n, j, 2);
         if (w.count == 2 && w.units[1] >= compositionSmallestSecondUnit) {
-          if (c >= kLeadingFirst && c <= kLeadingLast && w.units[1] >= kVowelFirst && w.units[1] <= kVowelLast) {
-            out = PutUTF8(out, HangulSyllable(c, w.units[1]));
-            i = w.ends[1];
-            continue;
-          }
           ExtendWindow(w, in, n, j, kLongestDecomposition);
           const int64_t row = FindFirstDecompositionAt(w.units, std::min<int64_t>(w.count, kLongestDecomposition));
           if (row >= 0) {
@@ -302,7 +309,7 @@ REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
           }
         }
       }
-      CopyCharacter(out, in + i, length);
+      CopyCharacter(out, in, i, n, length);
       i += length;
     }
     output.Advance(out - start);
