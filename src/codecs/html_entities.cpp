@@ -458,17 +458,27 @@ inline bool IsMarkUTF8(const uint8_t* p) {  // U+FEFF or U+FFFE, which the wide 
   return p[0] == 0xEF && ((p[1] == 0xBB && p[2] == 0xBF) || (p[1] == 0xBF && p[2] == 0xBE));
 }
 
+// The length of the well-formed multi-byte sequence at in[i] (n bytes readable at in), 0 when
+// there is none: there the text's well-formed prefix ends. Two-byte sequences, the common ones,
+// are told here.
+inline int SequenceLength(const uint8_t* in, int64_t i, int64_t n) {
+  const uint8_t b = in[i];
+  if (b >= 0xC2 && b <= 0xDF && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) return 2;
+  return WellFormedLength(in + i, n - i);
+}
+
 // EncodingToHTML for text whose UTF-32 form is decoded from its UTF-8 form: the same steps on the
 // code points of the UTF-8's well-formed prefix, without U+FEFF and U+FFFE, read from the UTF-8
-// at once.
+// at once. Each multi-byte sequence is checked where it is read, and the first that is not
+// well-formed ends the text.
 REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const AsciiPieces& ascii) {
   const uint8_t* in = text.GetUTF8Bytes();
-  const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
+  const int64_t n = text.LengthUTF8();
   // The ready-test: up to the first zero code point, nothing above 127 and no markup. A text of
   // no code points at all is nil, ready or not.
   bool ready = true, anyCodePoint = false;
-  for (int64_t i = 0; i < valid;) {
-    if (i + 16 <= valid) {
+  for (int64_t i = 0; i < n;) {
+    if (i + 16 <= n) {
       const int skip = vec16::FirstLane(ReadyStopLanes(vec16::Load16(in + i)));
       if (skip > 0) {
         anyCodePoint = true;
@@ -477,13 +487,20 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
       }
     }
     const uint8_t b = in[i];
-    if (b >= 0x80 && IsMarkUTF8(in + i)) {
-      i += 3;
-      continue;
+    if (b >= 0x80) {
+      const int length = SequenceLength(in, i, n);
+      if (length == 0) break;
+      if (IsMarkUTF8(in + i)) {
+        i += 3;
+        continue;
+      }
+      anyCodePoint = true;
+      ready = false;
+      break;
     }
     anyCodePoint = true;
     if (b == 0) break;
-    if (b >= 0x80 || IsMarkup(b)) {
+    if (IsMarkup(b)) {
       ready = false;
       break;
     }
@@ -494,8 +511,11 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
     REALLockString(s);
     return s;
   }
-  OutputBuffer<char> out(4 * valid + 4096);
-  // Each input byte gives at most 16 output bytes: room for a block is made once.
+  // Text is mostly ASCII, and accented letters grow about fourfold: half as much again is the
+  // first reservation, grown by the blocks as they need. Each input byte gives at most 16 output
+  // bytes: room for a block is made once.
+  OutputBuffer<char> out(n + n / 2 + 4096);
+  int64_t valid = n;  // until a sequence that is not well-formed ends it
   constexpr int64_t kBlockBytes = 256;
   for (int64_t i = 0; i < valid;) {
     const int64_t blockEnd = std::min(valid, i + kBlockBytes);
@@ -514,6 +534,10 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
         cursor = WriteHTMLCodePoint(cursor, b, ascii);
         ++i;
         continue;
+      }
+      if (SequenceLength(in, i, n) == 0) {
+        valid = i;
+        break;
       }
       int length = 0;
       const uint32_t c = DecodeWellFormedSequence(in + i, &length);

@@ -33,13 +33,6 @@ inline bool AnyLane(S8 mask) {
   return (w[0] | w[1]) != 0;
 }
 
-// The index of the first lane set in a mask (16 when none is).
-inline int FirstLane(S8 mask) {
-  const W64 w = reinterpret_cast<W64>(mask);
-  if (w[0] != 0) return __builtin_ctzll(w[0]) >> 3;
-  return w[1] != 0 ? 8 + (__builtin_ctzll(w[1]) >> 3) : 16;
-}
-
 // The lanes of a mask as one bit each, lane k at bit k: each half's eight lanes (0x00 or 0xFF)
 // keep one bit each at distinct places, and a multiply adds them up in the top byte.
 inline uint32_t LaneMask(S8 mask) {
@@ -47,6 +40,23 @@ inline uint32_t LaneMask(S8 mask) {
   const W64 w = reinterpret_cast<W64>(mask);
   return static_cast<uint32_t>(((w[0] & kLaneBit) * kSum) >> 56) |
          static_cast<uint32_t>(((w[1] & kLaneBit) * kSum) >> 56) << 8;
+}
+
+// The lanes of a mask as four bits each, lane k at bits 4k to 4k + 3 (all set or all clear).
+inline uint64_t LaneBits(S8 mask) {
+  const Units16x8 pairs = reinterpret_cast<Units16x8>(mask) >> 4;
+  const Half8 nibbles = __builtin_convertvector(pairs, Half8);
+  uint64_t bits;
+  memcpy(&bits, &nibbles, sizeof bits);
+  return bits;
+}
+
+// The index of the first lane set in a mask (16 when none is), without a branch on which half
+// it is in, which stretches of text of varying length would mispredict.
+inline int FirstLane(S8 mask) {
+  // With no lane set, the top bit makes it 15, and the test adds one.
+  const uint64_t bits = LaneBits(mask);
+  return (__builtin_ctzll(bits | uint64_t{1} << 63) >> 2) + (bits == 0 ? 1 : 0);
 }
 
 inline bool AnyHighBit(V8 v) {
