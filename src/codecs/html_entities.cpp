@@ -7,6 +7,7 @@
 
 #include "codecs/codecs.h"
 #include "codecs/html_entity_table.h"
+#include "codecs/stop_walk.h"
 #include "plugin/output_buffer.h"
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
@@ -512,25 +513,35 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
     return s;
   }
   // Text is mostly ASCII, and accented letters grow about fourfold: half as much again is the
-  // first reservation, grown by the blocks as they need. Each input byte gives at most 16 output
-  // bytes: room for a block is made once.
+  // first reservation, grown by the chunks as they need. Each input byte gives at most
+  // kRoomPerCodePoint output bytes: room for a chunk is made once.
   OutputBuffer<char> out(n + n / 2 + 4096);
   int64_t valid = n;  // until a sequence that is not well-formed ends it
-  constexpr int64_t kBlockBytes = 256;
+  // Whole blocks go through the stop walk, which copies the plain bytes and hands each other
+  // byte here: a character's reference, or the end of the well-formed prefix.
+  const auto stops = [](const uint8_t* block) { return stopwalk::BlockStops(block, NotPlainLanes); };
+  const auto step = [&](const uint8_t* stop, uint8_t* cursor, int) -> stopwalk::Taken {
+    char* const start = reinterpret_cast<char*>(cursor);
+    if (*stop < 0x80) return {1, static_cast<int>(WriteHTMLCodePoint(start, *stop, ascii) - start)};
+    if (SequenceLength(stop, 0, n - (stop - in)) == 0) return {0, 0};
+    int length = 0;
+    const uint32_t c = DecodeWellFormedSequence(stop, &length);
+    if (c == 0xFEFF || c == 0xFFFE) return {length, 0};
+    return {length, static_cast<int>(WriteHTMLCodePoint(start, c, ascii) - start)};
+  };
+  constexpr int64_t kChunk = 4096;
   for (int64_t i = 0; i < valid;) {
-    const int64_t blockEnd = std::min(valid, i + kBlockBytes);
-    char* cursor = out.Room((blockEnd - i + 4) * kRoomPerCodePoint);
-    while (i < blockEnd) {
+    const int64_t chunkEnd = std::min(valid, i + kChunk);
+    char* const base = out.Room((chunkEnd - i + 2 * stopwalk::kBlock) * kRoomPerCodePoint);
+    int64_t used = 0;
+    const bool whole = stopwalk::Walk(in, std::min(valid, chunkEnd + stopwalk::kReach), i,
+                                      reinterpret_cast<uint8_t*>(base), used, stops, step);
+    char* cursor = base + used;
+    if (!whole) valid = i;
+    // The last bytes, one character at a time.
+    while (i < chunkEnd && i < valid) {
       const uint8_t b = in[i];
       if (b < 0x80) {
-        if (i + 16 <= valid && b >= 32 && !IsMarkup(b)) {
-          const vec16::V8 v = vec16::Load16(in + i);
-          memcpy(cursor, &v, sizeof v);
-          const int plain = vec16::FirstLane(NotPlainLanes(v));
-          cursor += plain;
-          i += plain;
-          continue;
-        }
         cursor = WriteHTMLCodePoint(cursor, b, ascii);
         ++i;
         continue;

@@ -32,17 +32,17 @@ uint64_t BlockStops(const uint8_t* block, Match match) {
 }
 
 // Walks from position while kReach bytes remain there, kBlock at a time. stops(block) gives the
-// stops of the kBlock bytes at block (BlockStops); every other byte is copied. At stop k of the block,
-// step(stop, cursor, k) writes at most one byte at the cursor and says how many it read (1 to 3)
-// and wrote; a step that reads 0 hands the stop back, and the walk ends there. position and used
-// end at the first byte not yet done and the end of the output. Returns false when a step handed
-// its stop back. stops is called once per block before its steps, so it may leave more about the
-// block for them (which of the stops is which).
+// stops of the kBlock bytes at block (BlockStops); every other byte is copied. At stop k of the
+// block, step(stop, cursor, k) writes what the stop gives at the cursor and says how many bytes
+// it read (1 to 4) and wrote; a step that reads 0 hands the stop back, and the walk ends there.
+// position and used end at the first byte not yet done and the end of the output. Returns false
+// when a step handed its stop back. stops is called once per block before its steps, so it may
+// leave more about the block for them (which of the stops is which).
 //
-// The output must hold used + (length - position) + kBlock bytes, and a step must write no more
-// bytes than it reads: plain bytes go out 16 or more at a time. The stops are walked as a bit mask:
-// a step waits for no load unless its length does, and a block costs one mispredicted branch at
-// most.
+// Plain bytes go out 16 or more at a time: the output must have room for what the steps write,
+// the plain bytes and kBlock bytes more (for the decoders, whose steps write no more than they
+// read, used + (length - position) + kBlock). The stops are walked as a bit mask: a step waits
+// for no load unless its length does, and a block costs one mispredicted branch at most.
 template <typename Stops, typename Step>
 bool Walk(const uint8_t* in, int64_t length, int64_t& position, uint8_t* out, int64_t& used, Stops stops,
           Step step) {
@@ -63,7 +63,7 @@ bool Walk(const uint8_t* in, int64_t length, int64_t& position, uint8_t* out, in
       }
       u += taken.written;
       at = k + taken.read;
-      lanes = at < kBlock ? lanes & ~uint64_t{0} << (at & (kBlock - 1)) : 0;
+      lanes = at < kBlock ? lanes & ~uint64_t{0} << (at & (kBlock - 1)) : 0;  // at is 1 to 67
       // The plain bytes up to the next stop, or at least those up to the block's end.
       const int next = lanes != 0 ? __builtin_ctzll(lanes) : kBlock;
       memcpy(out + u, in + p + at, 16);
