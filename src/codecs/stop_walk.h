@@ -18,10 +18,10 @@ struct Taken {
 };
 
 // The bytes of a block, and the most a block may read from its start: its own, the byte after
-// them (a line end in its last lane), and the copies of the plain bytes after a stop, which may
-// start two bytes past its last lane (after an escape's digits).
+// them (a line end in its last lane), and the copy of the plain bytes after a stop, which may
+// start three bytes past its last lane (after a four-byte character).
 inline constexpr int kBlock = 64;
-inline constexpr int64_t kReach = 2 * kBlock;
+inline constexpr int64_t kReach = 2 * kBlock + 4;
 
 // The stops among the kBlock bytes at block: bit k for byte k.
 template <typename Match>
@@ -39,7 +39,7 @@ uint64_t BlockStops(const uint8_t* block, Match match) {
 // when a step handed its stop back. stops is called once per block before its steps, so it may
 // leave more about the block for them (which of the stops is which).
 //
-// Plain bytes go out 16 or more at a time: the output must have room for what the steps write,
+// Plain bytes go out kBlock at a time: the output must have room for what the steps write,
 // the plain bytes and kBlock bytes more (for the decoders, whose steps write no more than they
 // read, used + (length - position) + kBlock). The stops are walked as a bit mask: a step waits
 // for no load unless its length does, and a block costs one mispredicted branch at most.
@@ -64,10 +64,9 @@ bool Walk(const uint8_t* in, int64_t length, int64_t& position, uint8_t* out, in
       u += taken.written;
       at = k + taken.read;
       lanes = at < kBlock ? lanes & ~uint64_t{0} << (at & (kBlock - 1)) : 0;  // at is 1 to 67
-      // The plain bytes up to the next stop, or at least those up to the block's end.
-      const int next = lanes != 0 ? __builtin_ctzll(lanes) : kBlock;
-      memcpy(out + u, in + p + at, 16);
-      if (next - at > 16) memcpy(out + u + 16, in + p + at + 16, kBlock - 16);
+      // The plain bytes up to the next stop, or at least those up to the block's end: kBlock
+      // of them whatever the gap, which text makes too irregular for a branch.
+      memcpy(out + u, in + p + at, kBlock);
     }
     if (!handedBack && at < kBlock) {  // the lanes from at on are plain, and written
       u += kBlock - at;
