@@ -289,14 +289,13 @@ void EncodeData::decode_escape() {
 // CR LF, a line end) and hands back any other escape, which decode_escape's one-step rules read;
 // the last bytes go through the byte loop at the end.
 void EncodeData::decode() {
-  // Which stops of a block are "=", for the steps; the others are line ends.
-  uint64_t escapes = 0;
-  const auto stops = [&](const uint8_t* block) {
-    escapes = stopwalk::BlockStops(block, [](vec16::V8 v) { return v == vec16::Splat('='); });
-    return escapes | stopwalk::BlockStops(block, [](vec16::V8 v) { return (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF)); });
+  const auto stops = [](const uint8_t* block) {
+    return stopwalk::BlockStops(block, [](vec16::V8 v) {
+      return (v == vec16::Splat('=')) | (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF));
+    });
   };
-  const auto step = [&](const uint8_t* stop, uint8_t* cursor, int k) -> stopwalk::Taken {
-    if ((escapes >> k & 1) == 0) {
+  const auto step = [](const uint8_t* stop, uint8_t* cursor, int) -> stopwalk::Taken {
+    if (*stop != '=') {
       *cursor = kLF;  // decoded text always has LF line ends
       return {1 + (stop[1] == (*stop == kCR ? kLF : kCR)), 1};
     }
