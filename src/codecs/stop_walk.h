@@ -39,11 +39,13 @@ uint64_t BlockStops(const uint8_t* block, Match match) {
 // when a step handed its stop back. stops is called once per block before its steps, so it may
 // leave more about the block for them (which of the stops is which).
 //
-// Plain bytes go out kBlock at a time: the output must have room for what the steps write,
+// Plain bytes go out kCopy bytes at a time after a stop and more when the next stop is farther:
+// a whole block (no branch on the gap, for text whose gaps are too irregular for one), or 16 for
+// text whose stops come every few bytes. The output must have room for what the steps write,
 // the plain bytes and kBlock bytes more (for the decoders, whose steps write no more than they
 // read, used + (length - position) + kBlock). The stops are walked as a bit mask: a step waits
 // for no load unless its length does, and a block costs one mispredicted branch at most.
-template <typename Stops, typename Step>
+template <int kCopy = kBlock, typename Stops, typename Step>
 bool Walk(const uint8_t* in, int64_t length, int64_t& position, uint8_t* out, int64_t& used, Stops stops,
           Step step) {
   int64_t p = position, u = used;
@@ -64,9 +66,13 @@ bool Walk(const uint8_t* in, int64_t length, int64_t& position, uint8_t* out, in
       u += taken.written;
       at = k + taken.read;
       lanes = at < kBlock ? lanes & ~uint64_t{0} << (at & (kBlock - 1)) : 0;  // at is 1 to 67
-      // The plain bytes up to the next stop, or at least those up to the block's end: kBlock
-      // of them whatever the gap, which text makes too irregular for a branch.
-      memcpy(out + u, in + p + at, kBlock);
+      // The plain bytes up to the next stop, or at least those up to the block's end: kCopy of
+      // them whatever the gap, the rest of the block when the gap is longer.
+      memcpy(out + u, in + p + at, kCopy);
+      if constexpr (kCopy < kBlock) {
+        const int next = lanes != 0 ? __builtin_ctzll(lanes) : kBlock;
+        if (next - at > kCopy) memcpy(out + u + kCopy, in + p + at + kCopy, kBlock - kCopy);
+      }
     }
     if (!handedBack && at < kBlock) {  // the lanes from at on are plain, and written
       u += kBlock - at;

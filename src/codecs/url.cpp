@@ -110,7 +110,7 @@ int64_t DecodeURLBytes(const uint8_t* in, int64_t n, uint8_t* out) {
   };
   int64_t written = 0;
   int64_t i = 0;
-  stopwalk::Walk(in, n, i, out, written, stops, step);
+  stopwalk::Walk<16>(in, n, i, out, written, stops, step);  // an escape every few bytes
   while (i < n) {
     const uint8_t b = in[i];
     if (b == '%') {
