@@ -151,3 +151,20 @@ TEST_CASE("UTF-8: every row's decomposition and composed character, among others
     CHECK(CallUtf8(kDecompose, Utf8(text)) == ThroughUtf16(kDecompose, text));
   }
 }
+
+TEST_CASE("surrogates in the table come in pairs, and no decomposition starts or ends inside one") {
+  // The UTF-8 composer walks characters, not units: a match must start and end at a character.
+  for (int64_t row = 0; row < kCompositionCount; ++row) {
+    const uint16_t* units = &compositions[row][1];
+    CAPTURE(row);
+    CHECK((units[0] < 0xDC00 || units[0] > 0xDFFF));
+    for (int k = 0; k < 4 && units[k] != 0; ++k) {
+      if (units[k] >= 0xD800 && units[k] <= 0xDBFF) {
+        CHECK((k + 1 < 4 && units[k + 1] >= 0xDC00 && units[k + 1] <= 0xDFFF));
+        ++k;
+      } else {
+        CHECK((units[k] < 0xD800 || units[k] > 0xDFFF));
+      }
+    }
+  }
+}
