@@ -42,21 +42,11 @@ inline uint32_t LaneMask(S8 mask) {
          static_cast<uint32_t>(((w[1] & kLaneBit) * kSum) >> 56) << 8;
 }
 
-// The lanes of a mask as four bits each, lane k at bits 4k to 4k + 3 (all set or all clear).
-inline uint64_t LaneBits(S8 mask) {
-  const Units16x8 pairs = reinterpret_cast<Units16x8>(mask) >> 4;
-  const Half8 nibbles = __builtin_convertvector(pairs, Half8);
-  uint64_t bits;
-  memcpy(&bits, &nibbles, sizeof bits);
-  return bits;
-}
-
-// The index of the first lane set in a mask (16 when none is), without a branch on which half
-// it is in, which stretches of text of varying length would mispredict.
+// The index of the first lane set in a mask (16 when none is).
 inline int FirstLane(S8 mask) {
-  // With no lane set, the top bit makes it 15, and the test adds one.
-  const uint64_t bits = LaneBits(mask);
-  return (__builtin_ctzll(bits | uint64_t{1} << 63) >> 2) + (bits == 0 ? 1 : 0);
+  const W64 w = reinterpret_cast<W64>(mask);
+  if (w[0] != 0) return __builtin_ctzll(w[0]) >> 3;
+  return w[1] != 0 ? 8 + (__builtin_ctzll(w[1]) >> 3) : 16;
 }
 
 inline bool AnyHighBit(V8 v) {
