@@ -107,6 +107,7 @@ constexpr int64_t kLongestSpelledOut = 4;  // "1/10"
 constexpr uint16_t kFirstDecomposable = 0xC0;     // no unit below it has a row
 constexpr int64_t kCompositionReserve = 100000;   // units, whatever the text's length
 constexpr int64_t kLongestDecomposition = 4;
+constexpr int64_t kSearchBlock = 1024;  // units whose searches are gathered at once
 
 // Whether any of the eight units at p is kFirstDecomposable or above.
 inline bool AnyDecomposable(const uint16_t* p) {
@@ -183,7 +184,6 @@ inline uint8_t* PutDecompositionUTF8(uint8_t* out, int64_t row) {
 REALstringStruct* DecomposeUTF8(rbText& source) {
   const uint8_t* const in = source.GetUTF8Bytes();
   const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
-  const uint16_t* const rowIndex = CompositionRowIndex();
   OutputBuffer<uint8_t> output(n + n / 8 + kUTF8Block * 6 + 64);
   for (int64_t i = 0; i < n;) {
     const int64_t end = std::min(n, i + kUTF8Block);
@@ -204,7 +204,7 @@ REALstringStruct* DecomposeUTF8(rbText& source) {
       }
       int length = 0;
       const uint32_t c = DecodeWellFormedSequence(in + i, &length);
-      const int64_t row = c < 0x10000 ? int64_t{rowIndex[c]} - 1 : -1;
+      const int64_t row = c < 0x10000 ? FindCompositionRowQuietly(static_cast<uint16_t>(c)) : -1;
       if (row >= 0) {
         out = PutDecompositionUTF8(out, row);
       } else if (!LeftOutOfWideForms(c)) {
@@ -326,11 +326,30 @@ REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* te
   if (WorksOnUTF8(source, logging)) return DecomposeUTF8(source);
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
-  const uint16_t* const rowIndex = CompositionRowIndex();
   UnitOutput output(count + 1000);
-  WriteInBlocks(output, count, kLongestDecomposition, [&](int64_t first, int64_t end, uint16_t*& cursor) {
+  WriteInBlocks<kSearchBlock>(output, count, kLongestDecomposition, [&](int64_t first, int64_t end, uint16_t*& cursor) {
+    // The block's units from the first decomposable one up, searched four side by side (the
+    // searches are independent, so they fill each other's waits), then the block written out.
+    uint16_t searched[kSearchBlock + 3];
+    int64_t rows[kSearchBlock + 3];
+    int64_t wanted = 0;
+    for (int64_t i = first; i < end; ++i) {  // every unit is stored, the wanted ones kept
+      if (i + 8 <= end && !AnyDecomposable(units + i)) {
+        i += 7;
+        continue;
+      }
+      searched[wanted] = units[i];
+      wanted += units[i] >= kFirstDecomposable;
+    }
+    if (logging) {
+      for (int64_t k = 0; k < wanted; ++k) rows[k] = FindCompositionRow(searched[k]);
+    } else {
+      for (int64_t k = wanted; k % 4 != 0; ++k) searched[k] = 0;  // a few more lanes, never read
+      for (int64_t k = 0; k < wanted; k += 4) FindCompositionRowsQuietly<4>(searched + k, rows + k);
+    }
     const uint16_t* const text = units;  // locals: the stores below cannot make them reload
     uint16_t* out = cursor;
+    const int64_t* row = rows;
     for (int64_t i = first; i < end; ++i) {
       if (i + 8 <= end && !AnyDecomposable(text + i)) {  // eight units that stay as they are
         memcpy(out, text + i, 8 * sizeof(uint16_t));
@@ -342,7 +361,7 @@ REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* te
       if (unit < kFirstDecomposable) {
         *out++ = unit;
       } else {
-        WriteDecomposition(out, unit, logging ? FindCompositionRow(unit) : int64_t{rowIndex[unit]} - 1);
+        WriteDecomposition(out, unit, *row++);
       }
     }
     cursor = out;

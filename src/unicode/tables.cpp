@@ -83,16 +83,6 @@ int64_t FindCompositionRow(uint16_t unit) {
   return DebuggingEnabled.load(std::memory_order_relaxed) ? SearchComposedLogged(unit) : FindCompositionRowQuietly(unit);
 }
 
-const uint16_t* CompositionRowIndex() {
-  static_assert(kCompositionCount < 0xFFFF, "a row and one more fit a unit");
-  static const uint16_t* const index = [] {
-    static uint16_t rows[65536];  // 0 unless a row is composed to the unit
-    for (int64_t row = 0; row < kCompositionCount; ++row) rows[compositions[row][0]] = static_cast<uint16_t>(row + 1);
-    return rows;
-  }();
-  return index;
-}
-
 int64_t FindFirstDecompositionAt(const uint16_t* text, int64_t count) {
   if (count < 2 || text[1] < compositionSmallestSecondUnit) return -1;
   uint32_t first, end;

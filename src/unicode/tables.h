@@ -105,11 +105,6 @@ inline int64_t FindCompositionRowQuietly(uint16_t unit) {
   return row;
 }
 
-// CompositionRowIndex: for each unit, 1 + the row whose composed code point it is, or 0: what
-// FindCompositionRow finds, by one look-up and without log lines. Made on first use, in static
-// storage (no allocation), and never changed afterwards; safe from several threads.
-const uint16_t* CompositionRowIndex();
-
 // FindFirstDecompositionAt: the first row in table order whose whole decomposition equals the
 // units at the start of text (count units are readable there, count >= 1), or -1. Only the group
 // of text's first two units is searched, which gives the same row as a scan of every row:

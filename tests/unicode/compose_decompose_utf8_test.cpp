@@ -128,13 +128,6 @@ TEST_CASE("UTF-8 Hangul: every leading consonant and vowel, with and without a f
   CHECK(CallUtf8(kDecompose, Utf8(text)) == ThroughUtf16(kDecompose, text));
 }
 
-TEST_CASE("the row index finds what the search finds, for every unit") {
-  const uint16_t* index = zyl::CompositionRowIndex();
-  for (uint32_t unit = 0; unit < 0x10000; ++unit) {
-    if (index[unit] - int64_t{1} != zyl::FindCompositionRow(static_cast<uint16_t>(unit))) FAIL_CHECK(Hex(unit));
-  }
-}
-
 TEST_CASE("UTF-8: every row's decomposition and composed character, among others") {
   zyltest::PluginHost host;
   // In chunks of rows, so that each call has some length; the seven rows with a character beyond
