@@ -7,6 +7,7 @@
 
 #include "codecs/codecs.h"
 #include "codecs/html_entity_table.h"
+#include "codecs/stop_walk.h"
 #include "plugin/output_buffer.h"
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
@@ -458,17 +459,27 @@ inline bool IsMarkUTF8(const uint8_t* p) {  // U+FEFF or U+FFFE, which the wide 
   return p[0] == 0xEF && ((p[1] == 0xBB && p[2] == 0xBF) || (p[1] == 0xBF && p[2] == 0xBE));
 }
 
+// The length of the well-formed multi-byte sequence at in[i] (n bytes readable at in), 0 when
+// there is none: there the text's well-formed prefix ends. Two-byte sequences, the common ones,
+// are told here.
+inline int SequenceLength(const uint8_t* in, int64_t i, int64_t n) {
+  const uint8_t b = in[i];
+  if (b >= 0xC2 && b <= 0xDF && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) return 2;
+  return WellFormedLength(in + i, n - i);
+}
+
 // EncodingToHTML for text whose UTF-32 form is decoded from its UTF-8 form: the same steps on the
 // code points of the UTF-8's well-formed prefix, without U+FEFF and U+FFFE, read from the UTF-8
-// at once.
+// at once. Each multi-byte sequence is checked where it is read, and the first that is not
+// well-formed ends the text.
 REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const AsciiPieces& ascii) {
   const uint8_t* in = text.GetUTF8Bytes();
-  const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
+  const int64_t n = text.LengthUTF8();
   // The ready-test: up to the first zero code point, nothing above 127 and no markup. A text of
   // no code points at all is nil, ready or not.
   bool ready = true, anyCodePoint = false;
-  for (int64_t i = 0; i < valid;) {
-    if (i + 16 <= valid) {
+  for (int64_t i = 0; i < n;) {
+    if (i + 16 <= n) {
       const int skip = vec16::FirstLane(ReadyStopLanes(vec16::Load16(in + i)));
       if (skip > 0) {
         anyCodePoint = true;
@@ -477,13 +488,20 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
       }
     }
     const uint8_t b = in[i];
-    if (b >= 0x80 && IsMarkUTF8(in + i)) {
-      i += 3;
-      continue;
+    if (b >= 0x80) {
+      const int length = SequenceLength(in, i, n);
+      if (length == 0) break;
+      if (IsMarkUTF8(in + i)) {
+        i += 3;
+        continue;
+      }
+      anyCodePoint = true;
+      ready = false;
+      break;
     }
     anyCodePoint = true;
     if (b == 0) break;
-    if (b >= 0x80 || IsMarkup(b)) {
+    if (IsMarkup(b)) {
       ready = false;
       break;
     }
@@ -494,26 +512,43 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
     REALLockString(s);
     return s;
   }
-  OutputBuffer<char> out(4 * valid + 4096);
-  // Each input byte gives at most 16 output bytes: room for a block is made once.
-  constexpr int64_t kBlockBytes = 256;
+  // Text is mostly ASCII, and accented letters grow about fourfold: half as much again is the
+  // first reservation, grown by the chunks as they need. Each input byte gives at most
+  // kRoomPerCodePoint output bytes: room for a chunk is made once.
+  OutputBuffer<char> out(n + n / 2 + 4096);
+  int64_t valid = n;  // until a sequence that is not well-formed ends it
+  // Whole blocks go through the stop walk, which copies the plain bytes and hands each other
+  // byte here: a character's reference, or the end of the well-formed prefix.
+  const auto stops = [](const uint8_t* block) { return stopwalk::BlockStops(block, NotPlainLanes); };
+  const auto step = [&](const uint8_t* stop, uint8_t* cursor, int) -> stopwalk::Taken {
+    char* const start = reinterpret_cast<char*>(cursor);
+    if (*stop < 0x80) return {1, static_cast<int>(WriteHTMLCodePoint(start, *stop, ascii) - start)};
+    if (SequenceLength(stop, 0, n - (stop - in)) == 0) return {0, 0};
+    int length = 0;
+    const uint32_t c = DecodeWellFormedSequence(stop, &length);
+    if (c == 0xFEFF || c == 0xFFFE) return {length, 0};
+    return {length, static_cast<int>(WriteHTMLCodePoint(start, c, ascii) - start)};
+  };
+  constexpr int64_t kChunk = 4096;
   for (int64_t i = 0; i < valid;) {
-    const int64_t blockEnd = std::min(valid, i + kBlockBytes);
-    char* cursor = out.Room((blockEnd - i + 4) * kRoomPerCodePoint);
-    while (i < blockEnd) {
+    const int64_t chunkEnd = std::min(valid, i + kChunk);
+    char* const base = out.Room((chunkEnd - i + 2 * stopwalk::kBlock) * kRoomPerCodePoint);
+    int64_t used = 0;
+    const bool whole = stopwalk::Walk(in, std::min(valid, chunkEnd + stopwalk::kReach), i,
+                                      reinterpret_cast<uint8_t*>(base), used, stops, step);
+    char* cursor = base + used;
+    if (!whole) valid = i;
+    // The last bytes, one character at a time.
+    while (i < chunkEnd && i < valid) {
       const uint8_t b = in[i];
       if (b < 0x80) {
-        if (i + 16 <= valid && b >= 32 && !IsMarkup(b)) {
-          const vec16::V8 v = vec16::Load16(in + i);
-          memcpy(cursor, &v, sizeof v);
-          const int plain = vec16::FirstLane(NotPlainLanes(v));
-          cursor += plain;
-          i += plain;
-          continue;
-        }
         cursor = WriteHTMLCodePoint(cursor, b, ascii);
         ++i;
         continue;
+      }
+      if (SequenceLength(in, i, n) == 0) {
+        valid = i;
+        break;
       }
       int length = 0;
       const uint32_t c = DecodeWellFormedSequence(in + i, &length);

@@ -10,6 +10,7 @@
 
 #include "codecs/codecs.h"
 #include "codecs/hex_digits.h"
+#include "codecs/stop_walk.h"
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
 #include "text/text.h"
@@ -148,11 +149,7 @@ class EncodeData {
     if (next != (c == kCR ? kLF : kCR)) UNGETC(next);
     return true;
   }
-  int read_decode_character() {
-    const int c = GETC();
-    if (c != -1) ++read_count_;
-    return c;
-  }
+  int read_decode_character() { return GETC(); }
   static int hex_to_nybble(int c) { return c < 0 ? -1 : hexdigits::kNybble[c]; }
   void decode_escape();
 
@@ -165,7 +162,6 @@ class EncodeData {
   int64_t line_limit_;
   int64_t line_length_ = 0;  // 64-bit, so that a limit near 2^31 cannot overflow the sum
   int pending_ = 0;
-  int64_t read_count_ = 0;
   int64_t error_count_ = 0;
 };
 
@@ -288,47 +284,48 @@ void EncodeData::decode_escape() {
   if (value != -1) PUTC(value & 0xFF);
 }
 
+// The decoder writes at most one byte for each byte it reads, so the output (input length + 1024
+// bytes) never grows. The walk takes the common steps (an escape of two digits, a soft break "="
+// CR LF, a line end) and hands back any other escape, which decode_escape's one-step rules read;
+// the last bytes go through the byte loop at the end.
 void EncodeData::decode() {
-  constexpr auto kSpecial = [] {
-    std::array<bool, 256> special{};
-    special['='] = special[kCR] = special[kLF] = true;
-    return special;
-  }();
+  const auto stops = [](const uint8_t* block) {
+    return stopwalk::BlockStops(block, [](vec16::V8 v) {
+      return (v == vec16::Splat('=')) | (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF));
+    });
+  };
+  const auto step = [](const uint8_t* stop, uint8_t* cursor, int) -> stopwalk::Taken {
+    if (*stop != '=') {
+      *cursor = kLF;  // decoded text always has LF line ends
+      return {1 + (stop[1] == (*stop == kCR ? kLF : kCR)), 1};
+    }
+    const uint8_t next = stop[1], after = stop[2];
+    const int h = hexdigits::kNybble[next], l = hexdigits::kNybble[after];
+    // Neither two digits nor a soft break, in one test: bad digits give a negative h | l, and
+    // notSoft is negative unless CR LF follows.
+    const int notSoft = -((next ^ kCR) | (after ^ kLF));
+    if (__builtin_expect((h | l) < 0 && notSoft < 0, 0)) return {0, 0};
+    *cursor = static_cast<uint8_t>(h * 16 + l);
+    return {3, (h | l) >= 0};
+  };
+  int64_t position = in_position_;
+  auto used = static_cast<int64_t>(used_);
+  while (!stopwalk::Walk(in_, in_length_, position, reinterpret_cast<uint8_t*>(out_.get()), used, stops, step)) {
+    in_position_ = position + 1;
+    used_ = static_cast<size_t>(used);
+    decode_escape();
+    position = in_position_;
+    used = static_cast<int64_t>(used_);
+  }
+  in_position_ = position;
+  used_ = static_cast<size_t>(used);
   for (int c; (c = read_decode_character()) != -1;) {
-    Reserve(1);
     if (c == '=') {
-      // The common escape, two digits, at once; everything else as decode_escape reads it.
-      if (in_length_ - in_position_ >= 2) {
-        const int h = hexdigits::kNybble[in_[in_position_]], l = hexdigits::kNybble[in_[in_position_ + 1]];
-        if (h >= 0 && l >= 0) {
-          PUTC(h * 16 + l);
-          in_position_ += 2;
-          read_count_ += 2;
-          continue;
-        }
-      }
       decode_escape();
     } else if (is_end_of_line_sequence(c)) {
-      PUTC(kLF);  // decoded text always has LF line ends
+      PUTC(kLF);
     } else {
-      // c and the ordinary bytes after it go out as they are; the end of a run longer than a
-      // few bytes is looked for 16 bytes at a time.
-      int64_t end = in_position_;
-      for (const int64_t first = std::min(in_length_, end + 8); end < first && !kSpecial[in_[end]];) ++end;
-      if (end - in_position_ == 8) {
-        while (in_length_ - end >= 16) {
-          const vec16::V8 v = vec16::Load16(in_ + end);
-          const int plain =
-              vec16::FirstLane((v == vec16::Splat('=')) | (v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF)));
-          end += plain;
-          if (plain < 16) break;
-        }
-      }
-      while (end < in_length_ && !kSpecial[in_[end]]) ++end;
-      Reserve(end - in_position_ + 1);
-      PUTS(in_ + in_position_ - 1, end - in_position_ + 1);
-      read_count_ += end - in_position_;
-      in_position_ = end;
+      PUTC(c);
     }
   }
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "codecs/codecs.h"
+#include "codecs/stop_walk.h"
 #include "plugin/builders.h"
 #include "plugin/memory.h"
 #include "text/text.h"
@@ -89,44 +90,56 @@ REALstringStruct* EncodingToURL2(REALstringStruct* s, int64_t /*options*/) {
 
 REALstringStruct* DecodingToURL1(REALstringStruct* s) { return DecodingToURL2(s, 0); }
 
+namespace {
+
+// The decoding walk: "%" and the two bytes after it give one byte (digits cut off by the end count
+// as 0, and the walk still moves on by 3), "+" gives a space when kPlusIsSpace, every other byte
+// is itself. Writes at most n bytes, plus up to stopwalk::kBlock scratch bytes after them; returns the count.
+template <bool kPlusIsSpace>
+int64_t DecodeURLBytes(const uint8_t* in, int64_t n, uint8_t* out) {
+  uint64_t pluses = 0;  // which stops of the block are "+"
+  const auto stops = [&](const uint8_t* block) {
+    const uint64_t escapes = stopwalk::BlockStops(block, [](vec16::V8 v) { return v == vec16::Splat('%'); });
+    if (kPlusIsSpace) pluses = stopwalk::BlockStops(block, [](vec16::V8 v) { return v == vec16::Splat('+'); });
+    return escapes | pluses;
+  };
+  const auto step = [&](const uint8_t* stop, uint8_t* cursor, int k) -> stopwalk::Taken {
+    const bool escape = (pluses >> k & 1) == 0;
+    *cursor = escape ? static_cast<uint8_t>(hex2int(stop[1]) * 16 + hex2int(stop[2])) : uint8_t{' '};
+    return {escape ? 3 : 1, 1};
+  };
+  int64_t written = 0;
+  int64_t i = 0;
+  stopwalk::Walk<16>(in, n, i, out, written, stops, step);  // an escape every few bytes
+  while (i < n) {
+    const uint8_t b = in[i];
+    if (b == '%') {
+      const uint8_t high = i + 1 < n ? hex2int(in[i + 1]) : 0;
+      const uint8_t low = i + 2 < n ? hex2int(in[i + 2]) : 0;
+      out[written++] = static_cast<uint8_t>(high * 16 + low);
+      i += 3;
+    } else {
+      out[written++] = kPlusIsSpace && b == '+' ? ' ' : b;
+      ++i;
+    }
+  }
+  return written;
+}
+
+}  // namespace
+
 REALstringStruct* DecodingToURL2(REALstringStruct* s, int64_t options) {
   if (s == nullptr) return nullptr;
   rbData bytes(s);
   const int64_t n = bytes.Size();
   if (n < 1) return nullptr;
-  // An escape never gives more bytes than it reads; 16 spare bytes take whole blocks.
-  OwnedBytes buffer = AllocateBytes(n + 16);
+  // An escape never gives more bytes than it reads; the spare bytes take whole blocks.
+  OwnedBytes buffer = AllocateBytes(n + stopwalk::kBlock);
   if (buffer == nullptr) return nullptr;
-  uint8_t* out = buffer.get();
-  const uint8_t* in = bytes.Data();
   const bool plusIsSpace = (options & 1) != 0;
-  const vec16::V8 percent = vec16::Splat('%'), plus = vec16::Splat(plusIsSpace ? '+' : '%');
-  int64_t written = 0;
-  int64_t i = 0;
-  while (i < n) {
-    const uint8_t b = in[i];
-    if (b == '%') {
-      // Digits cut off by the end count as 0; the walk still moves on by 3.
-      const uint8_t high = i + 1 < n ? hex2int(in[i + 1]) : 0;
-      const uint8_t low = i + 2 < n ? hex2int(in[i + 2]) : 0;
-      out[written++] = static_cast<uint8_t>(high * 16 + low);
-      i += 3;
-    } else if (b == '+' && plusIsSpace) {
-      out[written++] = ' ';
-      ++i;
-    } else if (i + 16 <= n) {
-      // Plain bytes go out 16 at a time, up to the next byte that needs a look.
-      const vec16::V8 v = vec16::Load16(in + i);
-      memcpy(out + written, &v, sizeof v);
-      const int plain = vec16::FirstLane((v == percent) | (v == plus));
-      i += plain;
-      written += plain;
-    } else {
-      out[written++] = b;
-      ++i;
-    }
-  }
-  return REALBuildUnicodeString(out, written, kEncodingNone);
+  const int64_t written = plusIsSpace ? DecodeURLBytes<true>(bytes.Data(), n, buffer.get())
+                                      : DecodeURLBytes<false>(bytes.Data(), n, buffer.get());
+  return REALBuildUnicodeString(buffer.get(), written, kEncodingNone);
 }
 
 }  // namespace zyl

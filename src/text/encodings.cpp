@@ -82,14 +82,17 @@ static_assert(kFromUnicodeISO8859.Find(0xFF) == 0xFF && kFromUnicodeISO8859.Find
 REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse) {
   const uint8_t* in = text.GetUTF8Bytes();
   const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
-  OwnedBytes out = AllocateBytes(valid + 16);  // at most one byte per code point
-  if (out == nullptr) return nullptr;
+  // At most one byte per code point, and 16 spare for whole vectors. Short texts use the stack.
+  uint8_t local[256];
+  OwnedBytes heap = valid + 16 > static_cast<int64_t>(sizeof local) ? AllocateBytes(valid + 16) : nullptr;
+  if (valid + 16 > static_cast<int64_t>(sizeof local) && heap == nullptr) return nullptr;
+  uint8_t* const out = heap != nullptr ? heap.get() : local;
   int64_t units = 0, written = 0;
   for (int64_t i = 0; i < valid;) {
     if (in[i] < 0x80) {
       if (i + 16 <= valid && in[i + 1] < 0x80) {
         const vec16::V8 v = vec16::Load16(in + i);
-        memcpy(out.get() + written, &v, sizeof v);
+        memcpy(out + written, &v, sizeof v);
         const int ascii = vec16::AsciiPrefix(v);
         i += ascii, units += ascii, written += ascii;
       } else {
@@ -111,7 +114,7 @@ REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse)
     if (byte >= 0) out[written++] = static_cast<uint8_t>(byte);
   }
   // Deliberately nothing for one or two units: applications have always seen an empty result.
-  return REALBuildUnicodeString(out.get(), units > 2 ? written : 0, kEncodingNone);
+  return REALBuildUnicodeString(out, units > 2 ? written : 0, kEncodingNone);
 }
 
 // Unicode to single bytes, unit by unit over the UTF-16 form; units the code page lacks are

@@ -73,11 +73,8 @@ void LogIfDebugging(const char* text) {
 void ResetTextLogLatchForTests() { gNoEncodingLogged.store(false); }
 
 rbText::rbText(REALstringStruct* text) : check1_(kSentinel), check2_(kSentinel) {
-  Clear();
-  if (text == nullptr) {
-    SetEmptyASCII();
-    return;
-  }
+  Clear();  // an empty ASCII text, what a nil handle gives
+  if (text == nullptr) return;
   SetText(text);
   for (int64_t& length : lengths_) length = -1;
 
@@ -122,16 +119,16 @@ rbText::~rbText() {
       dispose_[f] = false;
     }
   }
-  for (void* buffer : owned_) FreeMemoryNow(buffer);
-  Clear();
+  for (void* buffer : owned_) {
+    if (buffer != nullptr) FreeMemoryNow(buffer);
+  }
 }
 
 void rbText::Clear() {
   for (REALstringStruct*& s : strings_) s = nullptr;
   for (int f = 0; f < kFormCount; ++f) {
     owned_[f] = nullptr;
-    dispose_[f] = false;
-    memset(&records_[f], 0, sizeof records_[f]);
+    dispose_[f] = false;  // a record is read only after AskHost has filled it
   }
   SetEmptyASCII();
   error_ = false;

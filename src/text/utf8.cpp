@@ -21,13 +21,14 @@ namespace {
 // handed to the host as it is, without a private copy.
 REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruct* placeholder) {
   if (input == nullptr || size < 1) return nullptr;
-  rbText placeholderText(placeholder);
-  const uint8_t* replacement = placeholderText.GetUTF8Bytes();
-  const int64_t replacementLength = placeholderText.LengthUTF8();
   if (size > INT64_MAX - 4096) throw std::bad_alloc();
 
   int64_t valid = WellFormedPrefix(input, size);
   if (valid == size) return REALBuildUnicodeString(input, size, kEncodingUTF8);
+  // The placeholder is read only for input that needs it.
+  rbText placeholderText(placeholder);
+  const uint8_t* replacement = placeholderText.GetUTF8Bytes();
+  const int64_t replacementLength = placeholderText.LengthUTF8();
   OutputBuffer<uint8_t> out(size + 4096);
   for (int64_t i = 0;;) {
     out.Append(input + i, valid);

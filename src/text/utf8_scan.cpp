@@ -161,25 +161,6 @@ int64_t DecodeWellFormedPlain(const uint8_t* in, int64_t n, Unit* out, int64_t i
   return w;
 }
 
-inline uint8_t* PutUTF8(uint8_t* out, uint32_t c) {
-  if (c < 0x80) {
-    *out++ = static_cast<uint8_t>(c);
-  } else if (c < 0x800) {
-    *out++ = static_cast<uint8_t>(0xC0 | (c >> 6));
-    *out++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    *out++ = static_cast<uint8_t>(0xE0 | (c >> 12));
-    *out++ = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
-    *out++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
-  } else {
-    *out++ = static_cast<uint8_t>(0xF0 | (c >> 18));
-    *out++ = static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F));
-    *out++ = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
-    *out++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
-  }
-  return out;
-}
-
 // One UTF-16 character at in[i] as UTF-8; false for a surrogate that is not part of a pair.
 inline bool PutUTF16Character(const uint16_t* in, int64_t count, int64_t& i, uint8_t*& o) {
   const uint32_t c = in[i];

@@ -38,6 +38,27 @@ inline uint32_t DecodeWellFormedSequence(const uint8_t* p, int* length) {
   return ((b & 0x07u) << 18) | ((p[1] & 0x3Fu) << 12) | ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu);
 }
 
+// PutUTF8: writes the UTF-8 of code point c (1 to 4 bytes, c at most U+10FFFF and no surrogate)
+// at out and returns the end of what it wrote.
+inline uint8_t* PutUTF8(uint8_t* out, uint32_t c) {
+  if (c < 0x80) {
+    *out++ = static_cast<uint8_t>(c);
+  } else if (c < 0x800) {
+    *out++ = static_cast<uint8_t>(0xC0 | (c >> 6));
+    *out++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    *out++ = static_cast<uint8_t>(0xE0 | (c >> 12));
+    *out++ = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
+    *out++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
+  } else {
+    *out++ = static_cast<uint8_t>(0xF0 | (c >> 18));
+    *out++ = static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F));
+    *out++ = static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F));
+    *out++ = static_cast<uint8_t>(0x80 | (c & 0x3F));
+  }
+  return out;
+}
+
 // DecodeWellFormedUTF8ToUTF16 / ...ToUTF32: n bytes known to be well-formed (WellFormedPrefix
 // gave n) as UTF-16 units or code points, leaving out U+FEFF and U+FFFE wherever they stand.
 // out must hold n units. Returns the units written.

@@ -33,6 +33,15 @@ inline bool AnyLane(S8 mask) {
   return (w[0] | w[1]) != 0;
 }
 
+// The lanes of a mask as one bit each, lane k at bit k: each half's eight lanes (0x00 or 0xFF)
+// keep one bit each at distinct places, and a multiply adds them up in the top byte.
+inline uint32_t LaneMask(S8 mask) {
+  constexpr uint64_t kLaneBit = 0x8040201008040201ull, kSum = 0x0101010101010101ull;
+  const W64 w = reinterpret_cast<W64>(mask);
+  return static_cast<uint32_t>(((w[0] & kLaneBit) * kSum) >> 56) |
+         static_cast<uint32_t>(((w[1] & kLaneBit) * kSum) >> 56) << 8;
+}
+
 // The index of the first lane set in a mask (16 when none is).
 inline int FirstLane(S8 mask) {
   const W64 w = reinterpret_cast<W64>(mask);

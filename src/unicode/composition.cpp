@@ -8,7 +8,9 @@
 #include "plugin/builders.h"
 #include "plugin/guard.h"
 #include "plugin/log.h"
+#include "plugin/output_buffer.h"
 #include "text/text.h"
+#include "text/utf8_scan.h"
 #include "text/vector16.h"
 #include "unicode/tables.h"
 #include "unicode/unicode.h"
@@ -127,12 +129,201 @@ inline void WriteDecomposition(uint16_t*& cursor, uint16_t unit, int64_t row) {
   cursor += DecompositionLength(row);
 }
 
+// Text tagged UTF-8 or ASCII is read from its UTF-8 where it stands, and the result written as
+// UTF-8 for the host, when that gives the bytes of the UTF-16 way: the host builds results from
+// UTF-16 as the UTF-8 of their units, the wide form is the well-formed prefix without U+FEFF and
+// U+FFFE, and no result can pass the host's length limit (8 bytes of UTF-16 per input byte at
+// most). The UTF-16 way stays for other text, older hosts and debugging (its log lines).
+bool WorksOnUTF8(rbText& source, bool logging) {
+  return !logging && source.WideFormsComeFromUTF8() && HostConvertsUnicodeResultsToUTF8() &&
+         source.LengthUTF8() <= kMaxHostLength / 8;
+}
+
+constexpr int64_t kUTF8Block = 4096;  // input bytes per reservation of output
+
+inline bool LeftOutOfWideForms(uint32_t c) { return c == 0xFEFF || c == 0xFFFE; }
+
+// The character at in[i] (well-formed, i < n): its code point and length.
+inline uint32_t CharacterAt(const uint8_t* in, int64_t i, int* length) {
+  if (in[i] < 0x80) {
+    *length = 1;
+    return in[i];
+  }
+  return DecodeWellFormedSequence(in + i, length);
+}
+
+// Copies the length bytes of the character at in[i] (n bytes are readable at in). Four bytes at
+// once where four are there: the output has room for them.
+inline void CopyCharacter(uint8_t*& out, const uint8_t* in, int64_t i, int64_t n, int length) {
+  if (n - i >= 4) {
+    memcpy(out, in + i, 4);
+  } else {
+    for (int k = 0; k < length; ++k) out[k] = in[i + k];
+  }
+  out += length;
+}
+
+// Writes a row's decomposition as UTF-8. A few rows decompose to a character beyond U+FFFF, a
+// surrogate pair in the row.
+inline uint8_t* PutDecompositionUTF8(uint8_t* out, int64_t row) {
+  const uint16_t* units = &compositions[row][1];
+  for (int k = 0; k < kLongestDecomposition && units[k] != 0; ++k) {
+    if (units[k] >= 0xD800 && units[k] <= 0xDBFF) {
+      out = PutUTF8(out, 0x10000 + ((units[k] - 0xD800u) << 10) + (units[k + 1] - 0xDC00u));
+      ++k;
+    } else {
+      out = PutUTF8(out, units[k]);
+    }
+  }
+  return out;
+}
+
+// Decomposition over UTF-8: each character of the well-formed prefix as the UTF-16 way writes its
+// unit. A character beyond U+FFFF stands for two surrogate units, which have no row: its four
+// bytes stay. At most 12 bytes come of one character of 2 (four units of up to 3 bytes).
+REALstringStruct* DecomposeUTF8(rbText& source) {
+  const uint8_t* const in = source.GetUTF8Bytes();
+  const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
+  OutputBuffer<uint8_t> output(n + n / 8 + kUTF8Block * 6 + 64);
+  for (int64_t i = 0; i < n;) {
+    const int64_t end = std::min(n, i + kUTF8Block);
+    uint8_t* out = output.Room((end - i) * 6 + 64);
+    uint8_t* const start = out;
+    while (i < end) {
+      if (in[i] < 0x80) {  // ASCII stays, 16 bytes at a time
+        if (i + 16 <= n) {
+          const vec16::V8 v = vec16::Load16(in + i);
+          memcpy(out, &v, sizeof v);
+          const int ascii = vec16::AsciiPrefix(v);
+          i += ascii;
+          out += ascii;
+        } else {
+          *out++ = in[i++];
+        }
+        continue;
+      }
+      int length = 0;
+      const uint32_t c = DecodeWellFormedSequence(in + i, &length);
+      const int64_t row = c < 0x10000 ? FindCompositionRowQuietly(static_cast<uint16_t>(c)) : -1;
+      if (row >= 0) {
+        out = PutDecompositionUTF8(out, row);
+      } else if (!LeftOutOfWideForms(c)) {
+        CopyCharacter(out, in, i, n, length);
+      }
+      i += length;
+    }
+    output.Advance(out - start);
+  }
+  return REALBuildUnicodeString(output.Data(), output.Length(), kEncodingUTF8);
+}
+
+// The first units of the text from in[i] on, as the UTF-16 form has them, for the composer: up
+// to four (the longest decomposition), each with the input offset after it (-1 after the first
+// unit of a surrogate pair, inside its character: no decomposition ends there, as none ends in
+// a lone high surrogate).
+struct Window {
+  uint16_t units[kLongestDecomposition + 1];  // a pair may take the last place and one more
+  int64_t ends[kLongestDecomposition + 1];
+  int count = 0;
+};
+
+inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, int upTo) {
+  while (w.count < upTo && j < n) {
+    int length = 0;
+    const uint32_t c = CharacterAt(in, j, &length);
+    j += length;
+    if (LeftOutOfWideForms(c)) continue;
+    if (c >= 0x10000) {
+      w.units[w.count] = static_cast<uint16_t>(0xD800 + ((c - 0x10000) >> 10));
+      w.ends[w.count++] = -1;
+      w.units[w.count] = static_cast<uint16_t>(0xDC00 + (c & 0x3FF));
+    } else {
+      w.units[w.count] = static_cast<uint16_t>(c);
+    }
+    w.ends[w.count++] = j;
+  }
+}
+
+// Hangul: a leading consonant and a vowel always compose to their syllable, the first row of
+// their group (its code point is the smallest) and a whole match, whatever follows. The tests
+// hold the composer against the UTF-16 way, which searches the table.
+constexpr uint32_t kLeadingFirst = 0x1100, kLeadingLast = 0x1112, kVowelFirst = 0x1161, kVowelLast = 0x1175;
+inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
+  return static_cast<uint16_t>(0xAC00 + (leading - kLeadingFirst) * 588 + (vowel - kVowelFirst) * 28);
+}
+
+// Composition over UTF-8: the UTF-16 way's walk, unit by unit over the well-formed prefix. A
+// character that no composition can start with, or one followed by ASCII (no second unit of a
+// decomposition is below U+0300), stays as its bytes. A composed character takes at most 3 bytes
+// for at least 2, so the output never needs more than twice a block's input.
+REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
+  const uint8_t* const in = source.GetUTF8Bytes();
+  const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
+  OutputBuffer<uint8_t> output(n + kUTF8Block * 2 + 64);
+  for (int64_t i = 0; i < n;) {
+    const int64_t end = std::min(n, i + kUTF8Block);
+    uint8_t* out = output.Room((end - i) * 2 + 64);
+    uint8_t* const start = out;
+    while (i < end) {
+      if (in[i] < 0x80 && i + 16 < n) {
+        // ASCII followed by ASCII stays: 16 bytes at a time, all but the last of a run.
+        const vec16::V8 v = vec16::Load16(in + i);
+        memcpy(out, &v, sizeof v);
+        int ascii = vec16::AsciiPrefix(v);
+        if (ascii == 16 && in[i + 16] < 0x80) {
+          i += 16;
+          out += 16;
+          continue;
+        }
+        if (ascii > 1) {
+          --ascii;
+          i += ascii;
+          out += ascii;
+          continue;
+        }
+      }
+      // A leading consonant right before a vowel (E1 84 80-92, E1 85 A1-B5): their syllable.
+      if (in[i] == 0xE1 && n - i >= 6 && in[i + 1] == 0x84 && in[i + 2] <= 0x92 && in[i + 3] == 0xE1 &&
+          in[i + 4] == 0x85 && in[i + 5] >= 0xA1 && in[i + 5] <= 0xB5) {
+        out = PutUTF8(out, HangulSyllable(kLeadingFirst + (in[i + 2] - 0x80u), kVowelFirst + (in[i + 5] - 0xA1u)));
+        i += 6;
+        continue;
+      }
+      int length = 0;
+      const uint32_t c = CharacterAt(in, i, &length);
+      if (LeftOutOfWideForms(c)) {
+        i += length;
+        continue;
+      }
+      if (canStart[c < 0x10000 ? c : 0xD800 + ((c - 0x10000) >> 10)] != 0) {
+        Window w;
+        int64_t j = i;
+        ExtendWindow(w, in, n, j, 2);
+        if (w.count == 2 && w.units[1] >= compositionSmallestSecondUnit) {
+          ExtendWindow(w, in, n, j, kLongestDecomposition);
+          const int64_t row = FindFirstDecompositionAt(w.units, std::min<int64_t>(w.count, kLongestDecomposition));
+          if (row >= 0) {
+            out = PutUTF8(out, compositions[row][0]);
+            i = w.ends[DecompositionLength(row) - 1];
+            continue;
+          }
+        }
+      }
+      CopyCharacter(out, in, i, n, length);
+      i += length;
+    }
+    output.Advance(out - start);
+  }
+  return REALBuildUnicodeString(output.Data(), output.Length(), kEncodingUTF8);
+}
+
 }  // namespace
 
 REALstringStruct* ConvertUnicodeToCharacterDecompositionZYL(REALstringStruct* text) {
   const bool logging = DebuggingEnabled.load(std::memory_order_relaxed);
   if (logging) LogMessage("ConvertUnicodeToCharacterDecompositionZYL");
   rbText source(text);
+  if (WorksOnUTF8(source, logging)) return DecomposeUTF8(source);
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
   UnitOutput output(count + 1000);
@@ -191,6 +382,7 @@ REALstringStruct* ConvertUnicodeToCharacterCompositionZYL(REALstringStruct* text
   }
   if (logging) LogMessage("count compositions", kCompositionCount);
   rbText source(text);
+  if (WorksOnUTF8(source, logging)) return ComposeUTF8(source, canStart);
   const uint16_t* units = source.GetUTF16();
   const int64_t count = source.LengthUTF16();
   UnitOutput output(kCompositionReserve);

@@ -351,4 +351,23 @@ TEST_CASE("EncodingToHTMLZYL reads UTF-8 text as it reads its UTF-32 form") {
   }
   check(std::string("x\0<", 3));
   check(std::string(40, 'q') + "\"" + std::string(40, 'r') + "\xE2\x82\xAC" + std::string(20, 's'));
+  // Long prose over many 64-byte blocks and past 4,096 bytes: plain stretches, accented letters,
+  // markup, controls, marks, three- and four-byte characters; then the same cut by a byte that
+  // ends the well-formed prefix, at places across a block.
+  std::mt19937 rng(2718);
+  const char* const pieces[] = {"caf\xC3\xA9 ", "na\xC3\xAFve ", "&", "<b>", "\"", "'", "\t", "\r\n", "\x01",
+                                "\xEF\xBB\xBF", "\xEF\xBF\xBE", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xC2\xA0"};
+  for (int round = 0; round < 40; ++round) {
+    std::string text;
+    const size_t length = 130 + rng() % (round % 8 == 0 ? 9000 : 600);
+    while (text.size() < length) {
+      text += rng() % 3 == 0 ? std::string(pieces[rng() % std::size(pieces)]) : std::string(1 + rng() % 30, 'a' + rng() % 26);
+    }
+    check(text);
+    for (size_t at = rng() % 7; at < std::min<size_t>(text.size(), 300); at += 1 + rng() % 9) {
+      std::string cut = text;
+      cut[at] = static_cast<char>("\x80\xC0\xFF\xED"[rng() % 4]);
+      check(cut);
+    }
+  }
 }

@@ -234,6 +234,34 @@ TEST_CASE("quoted-printable: round trips and the byte-by-byte references") {
   }
 }
 
+TEST_CASE("quoted-printable decoding of long text: every place of a stop in the 64-byte blocks and at the end") {
+  zyltest::PluginHost host;
+  // Plain stretches long enough for whole blocks, with each kind of stop at each offset: escapes
+  // good and bad, soft breaks, line ends alone and in pairs, white space after "=", cut-off ends.
+  const std::string stops[] = {"=C3", "=e9=A9", "=\r\n", "\r\n", "\n\r", "\r\r\n", "\n", "=  \t=41",
+                               "= \r\n", "=\r", "=G1", "=4", "=", "\r"};
+  for (size_t length : {127, 128, 129, 131, 200, 262}) {
+    for (size_t at = 0; at < length; ++at) {
+      for (const std::string& stop : stops) {
+        std::string text(length, 'x');
+        text.replace(at, std::min(stop.size(), length - at), stop.substr(0, length - at));
+        CAPTURE(text);
+        CHECK(Decode(text).value_or("") == ReferenceDecode(text));
+      }
+    }
+  }
+  std::mt19937 rng(11);
+  for (int round = 0; round < 300; ++round) {
+    std::string text(130 + rng() % 400, 'a');
+    const uint32_t density = 1 + rng() % 40;
+    for (char& c : text) {
+      if (rng() % density == 0) c = "===\r\n \t0aF9gG\xFF"[rng() % 14];
+    }
+    CAPTURE(text);
+    CHECK(Decode(text).value_or("") == ReferenceDecode(text));
+  }
+}
+
 TEST_CASE("mail subject: only control bytes trigger the encoded word") {
   zyltest::PluginHost host;
   // Nothing to encode: the argument itself comes back with one more reference.

@@ -140,3 +140,30 @@ TEST_CASE("URL round trips and the decoder against its reference on random input
     }
   }
 }
+
+TEST_CASE("URL decoding of long text: every place of an escape in the 64-byte blocks and at the end") {
+  zyltest::PluginHost host;
+  // Plain stretches long enough for whole blocks, with a stop at each offset, a pair of them
+  // (the second right after the first's digits or overlapping them), and cut-off escapes at the end.
+  for (size_t length : {127, 128, 129, 130, 200, 260}) {
+    for (size_t at = 0; at < length; ++at) {
+      for (const std::string stop : {"%41", "%e9", "%%41", "+", "%4", "%G1+%2B", "%"}) {
+        std::string text(length, 'x');
+        text.replace(at, std::min(stop.size(), length - at), stop.substr(0, length - at));
+        CAPTURE(text);
+        for (int64_t options : {0, 1}) CHECK(DecodeURL(text, options)->bytes == ReferenceDecode(text, options == 1));
+      }
+    }
+  }
+  std::mt19937 rng(7);
+  for (int round = 0; round < 300; ++round) {
+    // Dense and sparse escapes over several blocks.
+    std::string text(130 + rng() % 400, 'a');
+    const uint32_t density = 1 + rng() % 40;
+    for (char& c : text) {
+      if (rng() % density == 0) c = "%%%+09afAFgz \xFF"[rng() % 14];
+    }
+    CAPTURE(text);
+    for (int64_t options : {0, 1}) CHECK(DecodeURL(text, options)->bytes == ReferenceDecode(text, options == 1));
+  }
+}
