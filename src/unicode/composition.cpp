@@ -248,6 +248,8 @@ inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, in
 // their group (its code point is the smallest) and a whole match, whatever follows. The tests
 // hold the composer against the UTF-16 way, which searches the table.
 constexpr uint32_t kLeadingFirst = 0x1100, kLeadingLast = 0x1112, kVowelFirst = 0x1161, kVowelLast = 0x1175;
+// Their UTF-8 forms, which the composer tests byte by byte: E1 84 80-92 and E1 85 A1-B5.
+static_assert(kLeadingLast - kLeadingFirst == 0x92 - 0x80 && kVowelLast - kVowelFirst == 0xB5 - 0xA1);
 inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
   return static_cast<uint16_t>(0xAC00 + (leading - kLeadingFirst) * 588 + (vowel - kVowelFirst) * 28);
 }
