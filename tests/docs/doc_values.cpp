@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "declaration.h"
+#include "output.h"
 
 namespace zyldocs {
 
@@ -23,40 +24,6 @@ constexpr EncodingName kEncodings[] = {
     {"UTF32BE", memhost::kUTF32BE},   {"ASCII", memhost::kASCII},          {"ISOLatin1", memhost::kISOLatin1},
     {"WindowsLatin1", memhost::kWindowsLatin1}, {"MacRoman", memhost::kMacRoman},
 };
-
-// Decodes strict UTF-8 into code points; nullopt when the bytes are not UTF-8.
-std::optional<std::vector<uint32_t>> DecodeUTF8(std::string_view text) {
-  std::vector<uint32_t> codes;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const auto lead = static_cast<uint8_t>(text[i]);
-    std::size_t length = 0;
-    uint32_t code = 0, minimum = 0;
-    if (lead < 0x80) {
-      codes.push_back(lead);
-      ++i;
-      continue;
-    } else if ((lead & 0xE0) == 0xC0) {
-      length = 2, code = lead & 0x1Fu, minimum = 0x80;
-    } else if ((lead & 0xF0) == 0xE0) {
-      length = 3, code = lead & 0x0Fu, minimum = 0x800;
-    } else if ((lead & 0xF8) == 0xF0) {
-      length = 4, code = lead & 0x07u, minimum = 0x10000;
-    } else {
-      return std::nullopt;
-    }
-    if (i + length > text.size()) return std::nullopt;
-    for (std::size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<uint8_t>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return std::nullopt;
-      code = (code << 6) | (next & 0x3Fu);
-    }
-    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return std::nullopt;
-    codes.push_back(code);
-    i += length;
-  }
-  return codes;
-}
 
 // Text as a concatenation of quoted runs and Chr()/ChrB() for what cannot stand in quotes.
 std::string RenderCodes(const std::vector<uint32_t>& codes, bool bytes) {
@@ -339,7 +306,7 @@ std::string RenderText(const std::string& bytes, uint32_t encoding) {
     utf8 = memhost::ConvertBytes(bytes, encoding, memhost::kUTF8);
   }
   if (utf8) {
-    if (auto codes = DecodeUTF8(*utf8)) return RenderCodes(*codes, false);
+    if (auto codes = zyltool::DecodeUTF8(*utf8)) return RenderCodes(*codes, false);
   }
   return "DecodeHex(\"" + HexOf(bytes) + "\")";
 }

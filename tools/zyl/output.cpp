@@ -8,17 +8,15 @@
 
 namespace zyltool {
 
-namespace {
-
-// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool IsValidUTF8(std::string_view text) {
+std::optional<std::vector<uint32_t>> DecodeUTF8(std::string_view text) {
+  std::vector<uint32_t> codes;
   std::size_t i = 0;
   while (i < text.size()) {
     const auto lead = static_cast<uint8_t>(text[i]);
     std::size_t length = 0;
-    uint32_t code = 0;
-    uint32_t minimum = 0;
+    uint32_t code = 0, minimum = 0;
     if (lead < 0x80) {
+      codes.push_back(lead);
       ++i;
       continue;
     } else if ((lead & 0xE0) == 0xC0) {
@@ -28,19 +26,24 @@ bool IsValidUTF8(std::string_view text) {
     } else if ((lead & 0xF8) == 0xF0) {
       length = 4, code = lead & 0x07u, minimum = 0x10000;
     } else {
-      return false;
+      return std::nullopt;
     }
-    if (i + length > text.size()) return false;
+    if (i + length > text.size()) return std::nullopt;
     for (std::size_t k = 1; k < length; ++k) {
       const auto next = static_cast<uint8_t>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
+      if ((next & 0xC0) != 0x80) return std::nullopt;
       code = (code << 6) | (next & 0x3Fu);
     }
-    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return false;
+    if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return std::nullopt;
+    codes.push_back(code);
     i += length;
   }
-  return true;
+  return codes;
 }
+
+namespace {
+
+bool IsValidUTF8(std::string_view text) { return DecodeUTF8(text).has_value(); }
 
 // Printable UTF-8: no control characters (C0, DEL, C1) besides tab, line feed and return.
 bool IsPrintable(std::string_view text) {

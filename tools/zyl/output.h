@@ -16,6 +16,10 @@ namespace zyltool {
 
 // Hex: the bytes as upper-case hex digits without separators, so that the text can be given back
 // as a hex: argument ("A\xC3\xA9" gives "41C3A9").
+// DecodeUTF8: the code points of strict UTF-8 (no overlong forms, no surrogates, nothing above
+// U+10FFFF); nullopt when the bytes are not that.
+std::optional<std::vector<uint32_t>> DecodeUTF8(std::string_view text);
+
 std::string Hex(std::string_view bytes);
 
 // DescribeBytes: a string's bytes with their encoding: "UTF-16, 8 bytes: café" when they are
