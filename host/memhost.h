@@ -16,7 +16,8 @@
 //
 // Handles are addresses of host records. Every entry looks a handle up in the session's registry
 // before touching it, so a stale, released or foreign handle is reported in Problems() instead of
-// being dereferenced. Records stay allocated (quarantined) until the session ends.
+// being dereferenced. Released records stay allocated (quarantined), the last 4,096 strings and
+// objects of a session, so that a late use of one is reported rather than read.
 //
 // One session at a time. Entries are plain functions whose addresses do not change across
 // sessions (the plug-in caches resolved addresses for the whole process). All state is guarded by

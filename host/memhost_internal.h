@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -163,12 +164,15 @@ static_assert(offsetof(ModuleRecord, flags) == 192);
 
 inline constexpr uint32_t kStringMagic = 0x53545247;  // "STRG"
 
+// How many released strings, and released objects, stay registered after their release.
+inline constexpr std::size_t kQuarantine = 4096;
+
 // A string: header in the first 40 bytes; short strings keep their bytes at kInlineOffset in the
 // same allocation, long ones in `external`. The bytes are always followed by one zero byte.
 struct StringRecord {
   uint32_t magic;
   uint32_t encoding;
-  int64_t refs;  // 0 once released; the record stays until the session ends
+  int64_t refs;  // 0 once released; the record stays while it is among the last kQuarantine
   uint64_t length;
   uint8_t* bytes;     // inline area or `external`; nil after release of an external string
   uint8_t* external;  // separate allocation, or nil
@@ -291,6 +295,13 @@ struct State {
   std::size_t liveStrings = 0;
   std::unordered_map<const void*, std::unique_ptr<ObjectRecord>> objects;
   std::size_t liveObjects = 0;
+  // Released records, oldest first: the last kQuarantine of each kind stay registered so that a
+  // late use is reported; older ones are freed (a long session would otherwise grow without end).
+  std::deque<const void*> releasedStrings;
+  // The string found last: a plug-in reads one argument with several entries in a row.
+  const void* lastStringHandle = nullptr;
+  StringRecord* lastString = nullptr;
+  std::deque<const void*> releasedObjects;
   std::unordered_map<const void*, std::unique_ptr<ArrayRecord>> arrays;
   std::size_t liveArrays = 0;
   std::unordered_map<uint64_t, std::unique_ptr<uint8_t[]>> openStringData;

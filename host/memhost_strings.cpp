@@ -44,18 +44,28 @@ std::string_view BytesOf(const StringRecord& r) {
   return {reinterpret_cast<const char*>(r.bytes), r.length};
 }
 
+// The record of a handle the session registered, released or not; nil for any other.
+StringRecord* LookupString(State& s, const void* handle) {
+  if (handle == s.lastStringHandle) return s.lastString;
+  auto it = s.strings.find(handle);
+  if (it == s.strings.end()) return nullptr;
+  s.lastStringHandle = handle;
+  s.lastString = it->second;
+  return it->second;
+}
+
 StringRecord* FindString(State& s, const REALstringStruct* handle, const char* where) {
   if (handle == nullptr) return nullptr;
-  auto it = s.strings.find(handle);
-  if (it == s.strings.end()) {
+  StringRecord* r = LookupString(s, handle);
+  if (r == nullptr) {
     Report(s, std::string(where) + ": unknown string handle " + HandleText(handle));
     return nullptr;
   }
-  if (it->second->refs <= 0) {
+  if (r->refs <= 0) {
     Report(s, std::string(where) + ": use of released string " + HandleText(handle));
     return nullptr;
   }
-  return it->second;
+  return r;
 }
 
 void LockString(State& s, REALstringStruct* handle, const char* where) {
@@ -64,12 +74,12 @@ void LockString(State& s, REALstringStruct* handle, const char* where) {
 
 void UnlockString(State& s, REALstringStruct* handle, const char* where) {
   if (handle == nullptr) return;
-  auto it = s.strings.find(handle);
-  if (it == s.strings.end()) {
+  StringRecord* found = LookupString(s, handle);
+  if (found == nullptr) {
     Report(s, std::string(where) + ": release of unknown string handle " + HandleText(handle));
     return;
   }
-  StringRecord& r = *it->second;
+  StringRecord& r = *found;
   if (r.refs <= 0) {
     Report(s, std::string(where) + ": release of an already released string " + HandleText(handle));
     return;
@@ -82,6 +92,16 @@ void UnlockString(State& s, REALstringStruct* handle, const char* where) {
     r.external = nullptr;
     r.bytes = nullptr;
     r.length = 0;
+  }
+  s.releasedStrings.push_back(handle);
+  if (s.releasedStrings.size() <= kQuarantine) return;
+  auto oldest = s.strings.find(s.releasedStrings.front());
+  s.releasedStrings.pop_front();
+  // A released record cannot be locked again, so the oldest is still released.
+  if (oldest != s.strings.end() && oldest->second->refs <= 0) {
+    if (s.lastString == oldest->second) s.lastStringHandle = s.lastString = nullptr;
+    FreeStringRecord(oldest->second);
+    s.strings.erase(oldest);
   }
 }
 
