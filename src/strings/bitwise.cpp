@@ -1,9 +1,11 @@
 // Bitwise combination of a string with a repeating mask: AND, OR, XOR, and XOR with the byte
 // index as well. Everything runs a 64-bit word at a time; the last bytes of each stretch are
 // done one by one, so nothing is read past the end of either string.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "plugin/builders.h"
 #include "plugin/guard.h"
@@ -96,7 +98,14 @@ void CombineRepeating(uint8_t* out, const uint8_t* in, int64_t length, const uin
   int64_t i = 0;
   if (maskSize < 64) {
     periodSize = maskSize * ((64 + maskSize - 1) / maskSize);
-    for (int64_t k = 0; k < periodSize; ++k) widened[k] = mask[(offset + k) % maskSize];
+    // widened[k] = mask[(offset + k) mod maskSize]: one turn of the mask, then doubled.
+    std::memcpy(widened, mask + offset, static_cast<size_t>(maskSize - offset));
+    std::memcpy(widened + (maskSize - offset), mask, static_cast<size_t>(offset));
+    for (int64_t filled = maskSize; filled < periodSize;) {
+      const int64_t n = std::min(filled, periodSize - filled);
+      std::memcpy(widened + filled, widened, static_cast<size_t>(n));
+      filled += n;
+    }
     period = widened;
   } else {
     i = maskSize - offset;

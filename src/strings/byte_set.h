@@ -45,7 +45,7 @@ class ByteSetScanner {
 
   ByteSetScanner(const ByteSet& set, const uint8_t* data, int64_t size) : set_(set), data_(data), size_(size) {
     if (set.Count() > kVectorMembers) return;
-    for (int b = 0; b < 256; ++b) {
+    for (int b = 0; b < 256 && few_ < set.Count(); ++b) {
       if (!set.Contains(static_cast<uint8_t>(b))) continue;
       if (set.Count() > kFewMembers) {
         splats_[few_++] = vec16::Splat(static_cast<uint8_t>(b));
