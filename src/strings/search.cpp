@@ -9,6 +9,7 @@
 #include "plugin/log.h"
 #include "plugin/memory.h"
 #include "strings/byte_set.h"
+#include "strings/occurrences.h"
 #include "strings/strings.h"
 #include "text/text.h"
 #include "text/words.h"
@@ -54,25 +55,6 @@ int64_t CompareZeroPadded(const uint8_t* a, int64_t aLength, const uint8_t* b, i
     if (longer[i] != 0) return aLength > bLength ? 1 : -1;
   }
   return 0;
-}
-
-// How many of the size bytes equal value: eight bytes at a time, each lane of a counter word
-// collecting its hits for at most 255 words before the lanes are summed.
-int64_t CountByte(const uint8_t* data, int64_t size, uint8_t value) {
-  const uint64_t pattern = kOnes * value, low7 = ~kHighBits;
-  int64_t count = 0, i = 0;
-  while (size - i >= 8) {
-    uint64_t lanes = 0;
-    for (int words = 0; words < 255 && size - i >= 8; ++words, i += 8) {
-      const uint64_t diff = Load8(data + i) ^ pattern;             // zero lanes are hits
-      const uint64_t nonZero = ((diff & low7) + low7) | diff;      // high bit set in non-zero lanes
-      lanes += (~nonZero & kHighBits) >> 7;
-    }
-    const uint64_t pairs = (lanes & 0x00FF00FF00FF00FF) + ((lanes >> 8) & 0x00FF00FF00FF00FF);
-    count += static_cast<int64_t>((pairs * 0x0001000100010001) >> 48);
-  }
-  for (; i < size; ++i) count += data[i] == value ? 1 : 0;
-  return count;
 }
 
 uint8_t FoldASCII(uint8_t c) { return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c; }
@@ -224,18 +206,7 @@ int64_t CountOccurancesZYL(REALstringStruct* s, REALstringStruct* find) {
   const int64_t size = haystack.Size(), findSize = needle.Size();
   if (needle.Data() == nullptr || haystack.Data() == nullptr || size == 0) return 0;
   if (findSize == 0 || findSize > size) return 0;
-  const uint8_t* data = haystack.Data();
-  int64_t count = 0;
-  if (findSize == 1) {
-    count = CountByte(data, size, needle.Data()[0]);
-  } else {
-    // memmem finds the leftmost occurrence; the next search starts behind it, so none overlap.
-    for (int64_t at = 0; size - at >= findSize; ++count) {
-      const void* hit = memmem(data + at, static_cast<size_t>(size - at), needle.Data(), static_cast<size_t>(findSize));
-      if (hit == nullptr) break;
-      at = static_cast<const uint8_t*>(hit) - data + findSize;
-    }
-  }
+  const int64_t count = CountOccurrences(haystack.Data(), size, needle.Data(), findSize);
   if (DebuggingEnabled) LogMessage("ReplaceCount", count);
   return count;
 }
