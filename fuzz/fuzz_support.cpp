@@ -189,8 +189,8 @@ namespace {
 
 // The session inputs share while they ask for the same host. A new session (and a new load of the
 // plug-in) costs more than most calls, so it is made only when the host version or the boolean
-// garbage mode changes (both are seen at load), and every kSessionUses inputs so that the records
-// the host keeps until a session ends stay few. Each input still ends with nothing held.
+// garbage mode changes (both are seen at load), and every kSessionUses inputs so that what a session
+// gathers stays small. Each input still ends with nothing held.
 struct SharedSession {
   std::unique_ptr<memhost::Session> session;
   double hostVersion = 0;

@@ -11,7 +11,7 @@
 #   (build/fuzz/TARGET.coverage), from the coverage instrumentation of the plug-in's objects.
 # fuzz/dictionaries/TARGET.dict, when there is one, gives libFuzzer the tokens that matter.
 # The host itself checks each input for leaked references; libFuzzer's per-input leak check is off
-# (the host keeps released records until its session ends), LeakSanitizer still runs at exit.
+# (the host keeps released records for a while after release), LeakSanitizer still runs at exit.
 # New corpus entries go to build/fuzz/corpus/TARGET (the committed corpus is only read, so that
 # the tree stays small: merge into it on purpose with --merge). A finding leaves its input in
 # build/fuzz/findings/TARGET; copy it to fuzz/regressions/TARGET once it is fixed. Each run
