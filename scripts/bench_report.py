@@ -191,7 +191,8 @@ inputs in the same run (program `tests/benchmarks/peers_benchmark.cpp`, inputs
   (two cores shared with other work: the ratios within one run are what counts)
 - glibc's malloc thresholds are fixed for the run (`mallopt`), so that blocks of a few MiB come back
   from the heap for every row alike instead of as fresh pages that glibc's adaptive thresholds hand
-  out depending on the order of the rows
+  out depending on the order of the rows; the heap is grown to 512 MiB (its pages touched) once at
+  the start, so that blocks of 32 MiB and more come from it too
 
 ## How to read it
 

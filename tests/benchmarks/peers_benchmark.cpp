@@ -768,9 +768,22 @@ int main(int argc, char** argv) {
   // glibc's malloc adapts its thresholds to what was freed last: whether a block of a few MiB
   // comes back from the heap or as fresh pages the kernel must clear then depends on the order of
   // the rows, and the page faults can outweigh the work. Fixed thresholds keep freed memory for
-  // every row alike (blocks above 32 MiB are still mapped afresh).
+  // every row alike. Blocks at the mapping threshold and above (the 32 MiB of hex from 16 MiB)
+  // come from the heap only when its free top is large enough, which the rows before decide: the
+  // heap is grown (and its pages touched) once here, so that every row finds the room.
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
+  {
+    constexpr size_t kBlock = 16 << 20;
+    std::vector<void*> blocks;
+    for (int k = 0; k < 32; ++k) {
+      void* block = malloc(kBlock);
+      if (block == nullptr) break;
+      memset(block, 1, kBlock);
+      blocks.push_back(block);
+    }
+    for (void* block : blocks) free(block);
+  }
   g_mime_init();
   curl_global_init(CURL_GLOBAL_DEFAULT);
   {
