@@ -167,6 +167,18 @@ inline constexpr uint32_t kStringMagic = 0x53545247;  // "STRG"
 // How many released strings, and released objects, stay registered after their release.
 inline constexpr std::size_t kQuarantine = 4096;
 
+// Puts a released handle in its kind's quarantine; when that holds more than kQuarantine, the
+// oldest handle leaves it and, still released (a released record is never locked again), goes
+// through forget(iterator) out of the registry.
+template <typename Registry, typename Forget>
+void Quarantine(std::deque<const void*>& released, Registry& registry, const void* handle, Forget forget) {
+  released.push_back(handle);
+  if (released.size() <= kQuarantine) return;
+  auto oldest = registry.find(released.front());
+  released.pop_front();
+  if (oldest != registry.end() && oldest->second->refs <= 0) forget(oldest);
+}
+
 // A string: header in the first 40 bytes; short strings keep their bytes at kInlineOffset in the
 // same allocation, long ones in `external`. The bytes are always followed by one zero byte.
 struct StringRecord {
@@ -298,10 +310,10 @@ struct State {
   // Released records, oldest first: the last kQuarantine of each kind stay registered so that a
   // late use is reported; older ones are freed (a long session would otherwise grow without end).
   std::deque<const void*> releasedStrings;
+  std::deque<const void*> releasedObjects;
   // The string found last: a plug-in reads one argument with several entries in a row.
   const void* lastStringHandle = nullptr;
   StringRecord* lastString = nullptr;
-  std::deque<const void*> releasedObjects;
   std::unordered_map<const void*, std::unique_ptr<ArrayRecord>> arrays;
   std::size_t liveArrays = 0;
   std::unordered_map<uint64_t, std::unique_ptr<uint8_t[]>> openStringData;

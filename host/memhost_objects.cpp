@@ -201,11 +201,7 @@ void UnlockObject(State& s, REALobjectStruct* handle, const char* where) {
   r.scan = ParagraphScan{};
   r.block.reset();
   r.blockSize = 0;
-  s.releasedObjects.push_back(handle);
-  if (s.releasedObjects.size() <= kQuarantine) return;
-  auto oldest = s.objects.find(s.releasedObjects.front());
-  s.releasedObjects.pop_front();
-  if (oldest != s.objects.end() && oldest->second->refs <= 0) s.objects.erase(oldest);
+  Quarantine(s.releasedObjects, s.objects, handle, [&s](auto oldest) { s.objects.erase(oldest); });
 }
 
 Property* FindProperty(ObjectRecord& o, std::string_view name) {

@@ -93,16 +93,11 @@ void UnlockString(State& s, REALstringStruct* handle, const char* where) {
     r.bytes = nullptr;
     r.length = 0;
   }
-  s.releasedStrings.push_back(handle);
-  if (s.releasedStrings.size() <= kQuarantine) return;
-  auto oldest = s.strings.find(s.releasedStrings.front());
-  s.releasedStrings.pop_front();
-  // A released record cannot be locked again, so the oldest is still released.
-  if (oldest != s.strings.end() && oldest->second->refs <= 0) {
+  Quarantine(s.releasedStrings, s.strings, handle, [&s](auto oldest) {
     if (s.lastString == oldest->second) s.lastStringHandle = s.lastString = nullptr;
     FreeStringRecord(oldest->second);
     s.strings.erase(oldest);
-  }
+  });
 }
 
 StringValue ValueOf(State& s, REALstringStruct* handle) {

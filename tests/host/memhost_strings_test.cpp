@@ -208,6 +208,16 @@ TEST_CASE("reference counts and double releases") {
   lock(nullptr);
   unlock(nullptr);
   CHECK(memhost::Problems().size() == 3);
+
+  // The last 4,096 released strings stay known, so a late use of one is still reported; older
+  // ones are freed as more are released, and nothing of that is a problem.
+  for (int k = 0; k < 4095; ++k) unlock(build("y", 1, memhost::kUTF8));
+  CHECK(encodingOf(s) == memhost::kNoEncoding);
+  REQUIRE(memhost::Problems().size() == 4);
+  CHECK(memhost::Problems()[3].find("released") != std::string::npos);
+  for (int k = 0; k < 5000; ++k) unlock(build("z", 1, memhost::kUTF8));
+  CHECK(memhost::Problems().size() == 4);
+  CHECK(memhost::LiveStrings() == 0);
 }
 
 TEST_CASE("Len and LenB found as global methods") {
