@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "text/vector16.h"
+#include "text/words.h"
 
 namespace zyl {
 
@@ -58,7 +59,9 @@ inline int64_t BoundaryAtOrBefore(const uint8_t* p, int64_t i) {
 inline int64_t Walk(const uint8_t* p, int64_t i, int64_t until, int64_t n, bool* rejected) {
   while (i < until) {
     if (p[i] < 0x80) {
+      // ASCII eight bytes a step while a whole word of it lies before until.
       ++i;
+      while (i + 8 <= until && (Load8(p + i) & kHighBits) == 0) i += 8;
       continue;
     }
     const int length = WellFormedLength(p + i, n - i);
@@ -217,6 +220,12 @@ int64_t WellFormedPrefix(const uint8_t* p, int64_t n) {
       continue;
     }
     i += 32;
+  }
+  // The last 32 bytes, overlapping bytes checked already (their lanes pass again); what is left
+  // for the walk is at most a sequence cut off by the end.
+  if (i < n && n >= 35) {
+    const V8 a = Load16(p + n - 32), b = Load16(p + n - 16);
+    if (!AnyLane(BadLanes(p + n - 32, a) | BadLanes(p + n - 16, b))) i = BoundaryAtOrBefore(p, n);
   }
   return Walk(p, BoundaryAtOrBefore(p, i), n, n, &rejected);
 }
