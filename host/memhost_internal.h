@@ -2,10 +2,12 @@
 // Not for tests or tools: they use memhost.h.
 #pragma once
 
+#include "handle_table.h"
 #include "memhost.h"
 
 #include <iconv.h>
 
+#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -169,14 +171,18 @@ inline constexpr std::size_t kQuarantine = 4096;
 
 // Puts a released handle in its kind's quarantine; when that holds more than kQuarantine, the
 // oldest handle leaves it and, still released (a released record is never locked again), goes
-// through forget(iterator) out of the registry.
-template <typename Registry, typename Forget>
-void Quarantine(std::deque<const void*>& released, Registry& registry, const void* handle, Forget forget) {
+// through forget(record) out of the registry.
+template <typename V, typename Forget>
+void Quarantine(std::deque<const void*>& released, HandleTable<V>& registry, const void* handle, Forget forget) {
   released.push_back(handle);
   if (released.size() <= kQuarantine) return;
-  auto oldest = registry.find(released.front());
+  const void* oldest = released.front();
   released.pop_front();
-  if (oldest != registry.end() && oldest->second->refs <= 0) forget(oldest);
+  V* record = registry.Find(oldest);
+  if (record != nullptr && (*record)->refs <= 0) {
+    forget(*record);
+    registry.Erase(oldest);
+  }
 }
 
 // A string: header in the first 40 bytes; short strings keep their bytes at kInlineOffset in the
@@ -303,9 +309,9 @@ struct State {
   std::map<std::string, uint64_t, std::less<>> resolveCounts;
   std::map<std::string, uint64_t, std::less<>> methodLookups;  // by declaration
 
-  std::unordered_map<const void*, StringRecord*> strings;
+  HandleTable<StringRecord*> strings;
   std::size_t liveStrings = 0;
-  std::unordered_map<const void*, std::unique_ptr<ObjectRecord>> objects;
+  HandleTable<std::unique_ptr<ObjectRecord>> objects;
   std::size_t liveObjects = 0;
   // Released records, oldest first: the last kQuarantine of each kind stay registered so that a
   // late use is reported; older ones are freed (a long session would otherwise grow without end).
@@ -332,8 +338,19 @@ struct State {
   ~State();
 };
 
-// Every entry and every test-API function holds this lock while it works on the state.
-std::recursive_mutex& HostLock();
+// HostMutex: the host's one lock. Every entry and every test-API function holds it while it works
+// on the state; the thread that holds it may take it again (a plug-in function the host calls back
+// calls entries itself). Taking it costs one atomic exchange and giving it back one store, since
+// every entry takes it; a thread that finds it held yields until it is free.
+class HostMutex {
+ public:
+  void lock() noexcept;
+  void unlock() noexcept;
+
+ private:
+  std::atomic<bool> held_{false};
+};
+HostMutex& HostLock();
 // Current: the current state or nil (caller holds HostLock()).
 State* Current();
 
@@ -365,7 +382,7 @@ class Guard {
 
  private:
   HostDepth depth_;
-  std::unique_lock<std::recursive_mutex> lock_;
+  std::unique_lock<HostMutex> lock_;
   State* state_;
 };
 
@@ -381,7 +398,7 @@ class ApiGuard {
 
  private:
   HostDepth depth_;
-  std::unique_lock<std::recursive_mutex> lock_;
+  std::unique_lock<HostMutex> lock_;
   State* state_;
 };
 

@@ -144,32 +144,32 @@ REALobjectStruct* MakeObject(State& s, ClassKind kind) {
       break;
   }
   void* key = r.get();
-  s.objects.emplace(key, std::move(r));
+  s.objects.Insert(key, std::move(r));
   ++s.liveObjects;
   return static_cast<REALobjectStruct*>(key);
 }
 
 ObjectRecord* FindObject(State& s, const void* handle, const char* where) {
   if (handle == nullptr) return nullptr;
-  auto it = s.objects.find(handle);
-  if (it == s.objects.end()) {
+  std::unique_ptr<ObjectRecord>* found = s.objects.Find(handle);
+  if (found == nullptr) {
     Report(s, std::string(where) + ": unknown object handle " + HandleText(handle));
     return nullptr;
   }
-  if (it->second->refs <= 0) {
+  if ((*found)->refs <= 0) {
     Report(s, std::string(where) + ": use of released object " + HandleText(handle));
     return nullptr;
   }
-  return it->second.get();
+  return found->get();
 }
 
 ObjectRecord& RequireObject(State& s, REALobjectStruct* handle, const char* function) {
-  auto it = s.objects.find(handle);
-  if (handle == nullptr || it == s.objects.end() || it->second->refs <= 0) {
+  std::unique_ptr<ObjectRecord>* found = handle != nullptr ? s.objects.Find(handle) : nullptr;
+  if (found == nullptr || (*found)->refs <= 0) {
     throw std::invalid_argument(std::string("memhost::") + function + ": nil, unknown or released object " +
                                 HandleText(handle));
   }
-  return *it->second;
+  return **found;
 }
 
 void LockObject(State& s, REALobjectStruct* handle, const char* where) {
@@ -178,12 +178,12 @@ void LockObject(State& s, REALobjectStruct* handle, const char* where) {
 
 void UnlockObject(State& s, REALobjectStruct* handle, const char* where) {
   if (handle == nullptr) return;
-  auto it = s.objects.find(handle);
-  if (it == s.objects.end()) {
+  std::unique_ptr<ObjectRecord>* found = s.objects.Find(handle);
+  if (found == nullptr) {
     Report(s, std::string(where) + ": release of unknown object handle " + HandleText(handle));
     return;
   }
-  ObjectRecord& r = *it->second;
+  ObjectRecord& r = **found;
   if (r.refs <= 0) {
     Report(s, std::string(where) + ": release of an already released object " + HandleText(handle));
     return;
@@ -201,7 +201,7 @@ void UnlockObject(State& s, REALobjectStruct* handle, const char* where) {
   r.scan = ParagraphScan{};
   r.block.reset();
   r.blockSize = 0;
-  Quarantine(s.releasedObjects, s.objects, handle, [&s](auto oldest) { s.objects.erase(oldest); });
+  Quarantine(s.releasedObjects, s.objects, handle, [](std::unique_ptr<ObjectRecord>&) {});
 }
 
 Property* FindProperty(ObjectRecord& o, std::string_view name) {
@@ -222,7 +222,7 @@ void RaiseObject(State& s, REALobjectStruct* exception) {
 
 void Raise(State& s, ClassKind kind, std::string_view message, int64_t errorNumber) {
   REALobjectStruct* e = MakeObject(s, kind);
-  ObjectRecord& r = *s.objects.at(e);
+  ObjectRecord& r = *s.objects.At(e);
   FindProperty(r, "Message")->string = MakeString(s, message, kUTF8, Storage::Auto);
   FindProperty(r, "ErrorNumber")->integer = errorNumber;
   RaiseObject(s, e);
@@ -448,9 +448,9 @@ std::string ClassOf(REALobjectStruct* object) {
 int64_t RefCount(REALobjectStruct* object) {
   ApiGuard g("RefCount");
   if (object == nullptr) return 0;
-  auto it = g.state().objects.find(object);
-  if (it == g.state().objects.end()) throw std::invalid_argument("memhost::RefCount: unknown object " + HandleText(object));
-  return it->second->refs;
+  std::unique_ptr<ObjectRecord>* found = g.state().objects.Find(object);
+  if (found == nullptr) throw std::invalid_argument("memhost::RefCount: unknown object " + HandleText(object));
+  return (*found)->refs;
 }
 
 void Retain(REALobjectStruct* object) {
@@ -556,7 +556,7 @@ void Object::reset(REALobjectStruct* adopted) noexcept {
 REALmemoryBlockStruct* NewMemoryBlock(std::string_view bytes) {
   ApiGuard g("NewMemoryBlock");
   REALobjectStruct* o = MakeObject(g.state(), ClassKind::MemoryBlock);
-  ObjectRecord& r = *g.state().objects.at(o);
+  ObjectRecord& r = *g.state().objects.At(o);
   r.block = std::make_unique<uint8_t[]>(bytes.empty() ? 1 : bytes.size());
   if (!bytes.empty()) std::memcpy(r.block.get(), bytes.data(), bytes.size());
   r.blockSize = static_cast<int64_t>(bytes.size());
@@ -578,7 +578,7 @@ std::optional<RaisedException> TakeException() {
   State& s = g.state();
   if (s.pending == nullptr) return std::nullopt;
   REALobjectStruct* e = std::exchange(s.pending, nullptr);
-  ObjectRecord& r = *s.objects.at(e);
+  ObjectRecord& r = *s.objects.At(e);
   RaisedException out;
   out.className = ClassName(r.kind);
   if (const Property* p = FindProperty(r, "Message"); p != nullptr && p->type == PropType::String) {

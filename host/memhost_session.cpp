@@ -3,6 +3,7 @@
 #include "memhost_internal.h"
 
 #include <cstdio>
+#include <thread>
 
 namespace memhost::detail {
 namespace {
@@ -84,8 +85,27 @@ const std::vector<EntryRow>& EntryRows() {
 
 }  // namespace
 
-std::recursive_mutex& HostLock() {
-  static std::recursive_mutex lock;
+namespace {
+thread_local int gLockDepth = 0;  // how often this thread holds HostLock()
+}
+
+void HostMutex::lock() noexcept {
+  if (gLockDepth > 0) {
+    ++gLockDepth;
+    return;
+  }
+  while (held_.exchange(true, std::memory_order_acquire)) {
+    while (held_.load(std::memory_order_relaxed)) std::this_thread::yield();
+  }
+  gLockDepth = 1;
+}
+
+void HostMutex::unlock() noexcept {
+  if (--gLockDepth == 0) held_.store(false, std::memory_order_release);
+}
+
+HostMutex& HostLock() {
+  static HostMutex lock;
   return lock;
 }
 
@@ -120,10 +140,10 @@ std::string HandleText(const void* handle) {
 State::~State() {
   // Objects and arrays hold string handles only; the strings themselves go last.
   pending = nullptr;
-  objects.clear();
+  objects.Clear();
   arrays.clear();
-  for (auto& [handle, record] : strings) FreeStringRecord(record);
-  strings.clear();
+  strings.ForEach([](const void*, StringRecord* record) { FreeStringRecord(record); });
+  strings.Clear();
 }
 
 }  // namespace memhost::detail
@@ -133,7 +153,7 @@ namespace memhost {
 using namespace detail;
 
 Session::Session(double hostVersion) {
-  std::lock_guard<std::recursive_mutex> lock(HostLock());
+  std::lock_guard<HostMutex> lock(HostLock());
   if (gCurrent != nullptr) throw std::logic_error("memhost::Session: another session is current");
   auto state = std::make_unique<State>();
   state->id = gNextSessionId++;
@@ -143,7 +163,7 @@ Session::Session(double hostVersion) {
 }
 
 Session::~Session() {
-  std::lock_guard<std::recursive_mutex> lock(HostLock());
+  std::lock_guard<HostMutex> lock(HostLock());
   if (gCurrent != nullptr && gCurrent->id == id_) {
     delete gCurrent;
     gCurrent = nullptr;
@@ -153,12 +173,12 @@ Session::~Session() {
 bool InsideHost() noexcept { return gHostDepth > 0; }
 
 bool HasSession() noexcept {
-  std::lock_guard<std::recursive_mutex> lock(HostLock());
+  std::lock_guard<HostMutex> lock(HostLock());
   return gCurrent != nullptr;
 }
 
 uint64_t CurrentSessionId() noexcept {
-  std::lock_guard<std::recursive_mutex> lock(HostLock());
+  std::lock_guard<HostMutex> lock(HostLock());
   return gCurrent == nullptr ? 0 : gCurrent->id;
 }
 

@@ -28,7 +28,7 @@ REALstringStruct* MakeString(State& s, std::string_view bytes, uint32_t encoding
   }
   if (!bytes.empty()) std::memcpy(r->bytes, bytes.data(), bytes.size());
   r->bytes[bytes.size()] = 0;
-  s.strings.emplace(raw, r);
+  s.strings.Insert(raw, r);
   ++s.liveStrings;
   return static_cast<REALstringStruct*>(raw);
 }
@@ -47,11 +47,11 @@ std::string_view BytesOf(const StringRecord& r) {
 // The record of a handle the session registered, released or not; nil for any other.
 StringRecord* LookupString(State& s, const void* handle) {
   if (handle == s.lastStringHandle) return s.lastString;
-  auto it = s.strings.find(handle);
-  if (it == s.strings.end()) return nullptr;
+  StringRecord** found = s.strings.Find(handle);
+  if (found == nullptr) return nullptr;
   s.lastStringHandle = handle;
-  s.lastString = it->second;
-  return it->second;
+  s.lastString = *found;
+  return *found;
 }
 
 StringRecord* FindString(State& s, const REALstringStruct* handle, const char* where) {
@@ -93,18 +93,17 @@ void UnlockString(State& s, REALstringStruct* handle, const char* where) {
     r.bytes = nullptr;
     r.length = 0;
   }
-  Quarantine(s.releasedStrings, s.strings, handle, [&s](auto oldest) {
-    if (s.lastString == oldest->second) s.lastStringHandle = s.lastString = nullptr;
-    FreeStringRecord(oldest->second);
-    s.strings.erase(oldest);
+  Quarantine(s.releasedStrings, s.strings, handle, [&s](StringRecord* oldest) {
+    if (s.lastString == oldest) s.lastStringHandle = s.lastString = nullptr;
+    FreeStringRecord(oldest);
   });
 }
 
 StringValue ValueOf(State& s, REALstringStruct* handle) {
   if (handle == nullptr) return {};
-  auto it = s.strings.find(handle);
-  if (it == s.strings.end() || it->second->refs <= 0) return {};
-  return {std::string(BytesOf(*it->second)), it->second->encoding};
+  StringRecord** found = s.strings.Find(handle);
+  if (found == nullptr || (*found)->refs <= 0) return {};
+  return {std::string(BytesOf(**found)), (*found)->encoding};
 }
 
 namespace {
@@ -122,12 +121,12 @@ char32_t FoldAscii(char32_t c) { return c >= U'A' && c <= U'Z' ? c + (U'a' - U'A
 
 StringRecord* RequireString(State& s, REALstringStruct* handle, const char* function) {
   if (handle == nullptr) return nullptr;
-  auto it = s.strings.find(handle);
-  if (it == s.strings.end() || it->second->refs <= 0) {
+  StringRecord** found = s.strings.Find(handle);
+  if (found == nullptr || (*found)->refs <= 0) {
     throw std::invalid_argument(std::string("memhost::") + function + ": unknown or released string " +
                                 HandleText(handle));
   }
-  return it->second;
+  return *found;
 }
 
 REALstringStruct* Build(const char* entryName, const void* bytes, int32_t length, uint32_t encoding) {
@@ -351,9 +350,9 @@ bool IsInline(REALstringStruct* s) {
 int64_t RefCount(REALstringStruct* s) {
   ApiGuard g("RefCount");
   if (s == nullptr) return 0;
-  auto it = g.state().strings.find(s);
-  if (it == g.state().strings.end()) throw std::invalid_argument("memhost::RefCount: unknown string " + HandleText(s));
-  return it->second->refs;
+  StringRecord** found = g.state().strings.Find(s);
+  if (found == nullptr) throw std::invalid_argument("memhost::RefCount: unknown string " + HandleText(s));
+  return (*found)->refs;
 }
 
 void Retain(REALstringStruct* s) {

@@ -104,7 +104,7 @@ REALobjectStruct* StyleRunAt(REALobjectStruct* object, int64_t index) noexcept {
   if (AllocationFails(*s)) return nullptr;
   const RunValues& run = text->runs[static_cast<std::size_t>(index)];
   REALobjectStruct* result = MakeObject(*s, ClassKind::StyleRun);
-  ObjectRecord& r = *s->objects.at(result);
+  ObjectRecord& r = *s->objects.At(result);
   LockString(*s, run.text, "StyledText.StyleRun");
   LockString(*s, run.font, "StyledText.StyleRun");
   FindProperty(r, "Text")->string = run.text;
@@ -129,7 +129,7 @@ REALobjectStruct* ParagraphAt(REALobjectStruct* object, int64_t index) noexcept 
   if (AllocationFails(*s)) return nullptr;
   const auto [start, end] = scan.At(i);
   REALobjectStruct* result = MakeObject(*s, ClassKind::Paragraph);
-  ObjectRecord& r = *s->objects.at(result);
+  ObjectRecord& r = *s->objects.At(result);
   FindProperty(r, "StartPos")->integer = start;
   FindProperty(r, "EndPos")->integer = end;
   FindProperty(r, "Alignment")->integer = i < text->alignments.size() ? text->alignments[i] : 0;
@@ -226,7 +226,7 @@ REALobjectStruct* NewStyledText(const std::vector<RunStyle>& runs, const std::ve
   ApiGuard g("NewStyledText");
   State& s = g.state();
   REALobjectStruct* object = MakeObject(s, ClassKind::StyledText);
-  ObjectRecord& text = *s.objects.at(object);
+  ObjectRecord& text = *s.objects.At(object);
   for (const RunStyle& described : runs) {
     RunValues values;
     values.text = MakeString(s, described.text, described.encoding, Storage::Auto);
