@@ -15,6 +15,7 @@
 #include "plugin/host_api.h"
 #include "text/text.h"
 #include "text/vector16.h"
+#include "text/words.h"
 
 namespace zyl {
 
@@ -51,6 +52,11 @@ constexpr auto kRunStart = [] {
   for (int b = 32; b <= 126; ++b) start[b] = b != '=' ? 1 : 0;
   return start;
 }();
+
+// Whether one of the eight bytes is a CR or an LF.
+constexpr bool HasLineBreak(uint64_t word) {
+  return HasZeroByte(word ^ (kOnes * kCR)) || HasZeroByte(word ^ (kOnes * kLF));
+}
 
 // What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits. Four bytes
 // per entry so that one fixed-size copy writes any of them.
@@ -203,6 +209,20 @@ void EncodeData::emit_run() {
         position += plain - 1;
         continue;
       }
+    }
+    // Eight bytes without a line break among them or right after them, far enough from the
+    // line's end that no soft break can fall among them: each goes out through the table
+    // without a test (a space or tab among them is followed by no line break, so it is a literal).
+    if (position + 9 <= length && column + 3 * 8 < last_column && capacity - used >= 3 * 8 + kLargestStep &&
+        !HasLineBreak(Load8(in + position)) && kClasses[in[position + 8]] != kLineBreak) {
+      for (int k = 0; k < 8; ++k) {
+        const Encoded& encoded = kEncoded[in[position + k]];
+        memcpy(out + used, encoded.bytes, sizeof encoded.bytes);
+        used += static_cast<size_t>(encoded.width);
+        column += encoded.width;
+      }
+      position += 7;
+      continue;
     }
     const uint8_t b = in[position];
     const CharacterClass c = kClasses[b];
