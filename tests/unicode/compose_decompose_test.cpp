@@ -112,22 +112,16 @@ TEST_CASE("documented cases of composition and decomposition") {
     const char* declaration;
     Units in, out;
   } cases[] = {
-      {"e acute decomposes", kDecompose, u"\u00E9", u"e\u0301"},
-      {"e and acute compose", kCompose, u"e\u0301", u"\u00E9"},
       {"first match, not longest: the LV row comes before the LVT row", kCompose, u"\u1100\u1161\u11A8", u"\uAC00\u11A8"},
       {"first match, not longest: U+1EA0 comes before U+1EAC", kCompose, u"A\u0323\u0302", u"\u1EA0\u0302"},
       {"no reordering of marks", kCompose, u"\u0301e", u"\u0301e"},
       {"angstrom sign decomposes like A with ring", kDecompose, u"\u212B", u"A\u030A"},
       {"angstrom's decomposition composes to the earlier row", kCompose, u"A\u030A", u"\u00C5"},
-      {"full decomposition in one pass", kDecompose, u"\u1E08", u"C\u0327\u0301"},
-      {"Hangul LVT decomposes into three jamo", kDecompose, u"\uAC01", u"\u1100\u1161\u11A8"},
-      {"four units", kDecompose, u"\u1F82", u"\u03B1\u0313\u0300\u0345"},
       {"singletons are not applied", kDecompose, u"\u212A\u2126\u0340", u"\u212A\u2126\u0340"},
       {"below U+00C0 everything is copied", kDecompose, u"Az\u00BF\u00A0", u"Az\u00BF\u00A0"},
       {"a supplementary character is copied", kDecompose, u"\U0001F600\u00E9", u"\U0001F600e\u0301"},
       {"a supplementary character is copied", kCompose, u"\U0001F600e\u0301", u"\U0001F600\u00E9"},
       {"a supplementary ideograph composes to its BMP row", kCompose, u"\U000242EE", u"\uFA6C"},
-      {"and decomposes back", kDecompose, u"\uFA6C", u"\U000242EE"},
       {"a decomposition cut by the end of the text", kCompose, u"xA\u0323", u"x\u1EA0"},
       {"U+1F00 (two units) comes before U+1F02 (three)", kCompose, u"\u03B1\u0313\u0300", u"\u1F00\u0300"},
       {"a lone first unit at the end", kCompose, u"abcA", u"abcA"},
