@@ -195,10 +195,8 @@ TEST_CASE("a nil text object, and the debug log of an import") {
   memhost::String rtf(R"({\rtf1\qc{\fonttbl{\f0 Arial;}}\f0 centred\par})", memhost::kUTF8);
   memhost::Call<void>(rtftest::kSetter, static_cast<REALobjectStruct*>(nullptr), int8_t{0}, rtf.get());
 
-  zyltest::CapturedLog log;
-  zyl::DebuggingEnabled = true;
+  zyltest::CapturedLog log(true);
   const rtftest::Imported imported = ImportNew(R"({\rtf1\qc{\fonttbl{\f0 Arial;}}\f0 centred\par})");
-  zyl::DebuggingEnabled = false;
   CHECK(imported.runs == std::vector<Run>{RunOf("centred\r", "Arial")});
   const std::vector<std::string> lines = log.Lines();
   for (const char* expected : {"ZYL Debug: StyledTextClear", "ZYL Debug: StyleRunSetFontName", "ZYL Debug: LengthUTF8 5",

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "plugin/log.h"
 #include "rtf/rtf_test_support.h"
 #include "rtf/styled_text_bridge.h"
 #include "support/plugin_host.h"
@@ -33,10 +32,6 @@ void AddText(REALobjectStruct* styledText, const std::string& text, int64_t alig
   String value(text, memhost::kUTF8);
   zyl::StyledTextAddStyleRun(value.get(), styledText, &run, alignment);
   CHECK(run == nullptr);
-}
-
-bool Logged(const std::vector<std::string>& lines, const std::string& line) {
-  return std::find(lines.begin(), lines.end(), "ZYL Debug: " + line) != lines.end();
 }
 
 }  // namespace
@@ -93,13 +88,11 @@ TEST_CASE("a method is looked up once per object, again after a switch and after
 
   memhost::HideMethod(kAppend);
   Object c = NewText({});
-  zyltest::CapturedLog log;
-  zyl::DebuggingEnabled = true;
+  zyltest::CapturedLog log(true);
   AddText(c.get(), "lost", 0);
   AddText(c.get(), "lost", 0);
-  zyl::DebuggingEnabled = false;
   CHECK(memhost::MethodLookupCount(kAppend) == 6);  // a nil answer is asked again
-  CHECK(Logged(log.Lines(), "nil function in StyledTextAppendStyleRun"));
+  CHECK(log.Has("nil function in StyledTextAppendStyleRun"));
   CHECK(memhost::StyleRuns(c.get()).empty());
 }
 
@@ -168,8 +161,7 @@ TEST_CASE("StyledTextAddStyleRun: alignment only for new paragraphs; the run is 
   AddText(text.get(), " still the same paragraph", 3);
   CHECK(rtftest::AlignmentsOf(text.get()) == std::vector<int64_t>{0, 2});
 
-  zyltest::CapturedLog log;
-  zyl::DebuggingEnabled = true;
+  zyltest::CapturedLog log(true);
   std::string bytes;
   REALobjectStruct* run = zyl::NewStyleRun();
   zyl::StyledTextAddStyleRun(zyl::kEncodingUTF8, bytes, text.get(), &run, 0);  // empty: nothing, run released
@@ -181,10 +173,8 @@ TEST_CASE("StyledTextAddStyleRun: alignment only for new paragraphs; the run is 
   zyl::StyledTextAddStyleRun(uint16_t{0}, text.get(), &run, 0);
   CHECK(run == nullptr);
   zyl::StyledTextAddStyleRun(uint16_t{0xE9}, text.get(), &run, 0);  // no run: nothing
-  zyl::DebuggingEnabled = false;
-  const auto lines = log.Lines();
-  CHECK(Logged(lines, "Ignore empty run"));
-  CHECK(Logged(lines, "Ignore null character"));
+  CHECK(log.Has("Ignore empty run"));
+  CHECK(log.Has("Ignore null character"));
   CHECK(memhost::StyleRuns(text.get()).size() == 3);
 
   run = zyl::NewStyleRun();
@@ -201,8 +191,7 @@ TEST_CASE("StyledTextAddStyleRun: alignment only for new paragraphs; the run is 
 
 TEST_CASE("nil objects do nothing and say so in debug mode") {
   zyltest::PluginHost host;
-  zyltest::CapturedLog log;
-  zyl::DebuggingEnabled = true;
+  zyltest::CapturedLog log(true);
   String text("x", memhost::kUTF8);
   zyl::StyleRunSetBold(nullptr, true);
   zyl::StyleRunSetText(nullptr, text.get());
@@ -217,15 +206,13 @@ TEST_CASE("nil objects do nothing and say so in debug mode") {
   CHECK(zyl::GetText(nullptr) == nullptr);
   memhost::FailInstantiation("StyleRun");
   CHECK(zyl::NewStyleRun() == nullptr);
-  zyl::DebuggingEnabled = false;
-  const auto lines = log.Lines();
   for (const char* line :
        {"StyleRunSetBold 1", "StyleRun is nil in StyleRunSetBold", "StyleRun is nil in StyleRunSetText",
         "StyleRun is nil in StyleRunSetFontName", "styledText is nil in StyledTextClear",
         "styledText is nil in StyledTextRemoveStyleRun", "styledText is nil in StyledTextSetParagraphAlignment",
         "styledText is nil in StyledTextAppendStyleRun", "styleRun is nil in StyledTextAppendStyleRun",
         "NewStyleRun failed"}) {
-    CHECK_MESSAGE(Logged(lines, line), line);
+    CHECK_MESSAGE(log.Has(line), line);
   }
   CHECK(memhost::StyleRuns(styled.get()).empty());
 }
@@ -234,19 +221,17 @@ TEST_CASE("setters write the run's properties and log what they do in debug mode
   zyltest::PluginHost host;
   Object run(zyl::NewStyleRun());
   String text("words", memhost::kUTF8), font("Helvetica", memhost::kUTF8);
-  zyltest::CapturedLog log;
-  zyl::DebuggingEnabled = true;
+  zyltest::CapturedLog log(true);
   zyl::StyleRunSetText(run.get(), text.get());
   zyl::StyleRunSetFontName(run.get(), font.get());
   zyl::StyleRunSetItalic(run.get(), true);
   zyl::StyleRunSetTextColor(run.get(), 0xFF8000);
   zyl::StyleRunSetSize(run.get(), 18);
-  zyl::DebuggingEnabled = false;
+  CHECK(log.Has("StyleRunSetText"));
+  CHECK(log.Has("LengthUTF8 9"));
+  CHECK(log.Has("StyleRunSetSize 18"));
+  CHECK(log.Has("StyleRunSetTextColor 16744448"));
   const auto lines = log.Lines();
-  CHECK(Logged(lines, "StyleRunSetText"));
-  CHECK(Logged(lines, "LengthUTF8 9"));
-  CHECK(Logged(lines, "StyleRunSetSize 18"));
-  CHECK(Logged(lines, "StyleRunSetTextColor 16744448"));
   CHECK(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return l.find("fontSet") != std::string::npos; }) == 1);
   CHECK(memhost::StringProperty(run.get(), "Font") == memhost::Value(font.get()));
   CHECK(memhost::BooleanProperty(run.get(), "Italic") == true);

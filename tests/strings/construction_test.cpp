@@ -183,11 +183,9 @@ TEST_CASE("ClearStringContentZYL wipes only bytes stored inside the string's rec
 
 TEST_CASE("ClearStringContentZYL logs where the bytes are when debugging") {
   zyltest::PluginHost host;
-  zyltest::CapturedLog log;
   String s("abc", memhost::kUTF8, memhost::Storage::Inline);
-  zyl::DebuggingEnabled = true;
+  zyltest::CapturedLog log(true);
   memhost::Call<int8_t>(kClearStringContent, s.get());
-  zyl::DebuggingEnabled = false;
   const std::vector<std::string> lines = log.Lines();
   REQUIRE(lines.size() == 3);
   CHECK(lines[0] == "ZYL Debug: mPrivateStringDelta1 42");

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "plugin/log.h"
 #include "strings/occurrences.h"
 #include "strings/strings.h"
 #include "strings/string_args.h"
@@ -123,12 +122,6 @@ std::string RandomBytes(std::mt19937& rng, size_t maxLength) {
   return s;
 }
 
-struct DebugLog {
-  zyltest::CapturedLog log;
-  DebugLog() { zyl::DebuggingEnabled = true; }
-  ~DebugLog() { zyl::DebuggingEnabled = false; }
-};
-
 }  // namespace
 
 TEST_CASE("InStrBytesZYL and InStrByteRangeZYL find the first byte of a set") {
@@ -236,9 +229,9 @@ TEST_CASE("CountOccurancesZYL counts without overlaps and settles the open input
     CHECK(Integer2(kCount, c.s, c.find) == c.expected);
   }
 
-  DebugLog debug;
+  zyltest::CapturedLog log(true);
   CHECK(Integer2(kCount, {"banana"}, {"an"}) == 2);
-  CHECK(debug.log.Lines() == std::vector<std::string>{"ZYL Debug: ReplaceCount 2"});
+  CHECK(log.Lines() == std::vector<std::string>{"ZYL Debug: ReplaceCount 2"});
 }
 
 TEST_CASE("The 16-positions-a-step count agrees with the memmem loop") {
@@ -367,9 +360,9 @@ TEST_CASE("ContainsWholeWordZYL wants no ASCII letter around a hit") {
     CHECK(Boolean2(kWholeWord, c.text, c.word) == c.expected);
   }
 
-  DebugLog debug;
+  zyltest::CapturedLog log(true);
   CHECK(Boolean2(kWholeWord, {"xab ab"}, {"ab"}));
-  CHECK(debug.log.Lines() == std::vector<std::string>{"ZYL Debug: position found 1", "ZYL Debug: posBefore xab ab",
+  CHECK(log.Lines() == std::vector<std::string>{"ZYL Debug: position found 1", "ZYL Debug: posBefore xab ab",
                                                       "ZYL Debug: posAfter  ab", "ZYL Debug: position found 4",
                                                       "ZYL Debug: posBefore  ab", "ZYL Debug: posAfter "});
 }

@@ -39,9 +39,13 @@ BareHost::~BareHost() {
   zyl::ResetPluginStateForTests();
 }
 
-CapturedLog::CapturedLog() : file_(tmpfile()) { zyl::DebugFile = static_cast<FILE*>(file_); }
+CapturedLog::CapturedLog(bool debugging) : file_(tmpfile()), debugging_(debugging) {
+  zyl::DebugFile = static_cast<FILE*>(file_);
+  if (debugging_) zyl::DebuggingEnabled = true;
+}
 
 CapturedLog::~CapturedLog() {
+  if (debugging_) zyl::DebuggingEnabled = false;
   zyl::DebugFile = nullptr;
   if (file_ != nullptr) fclose(static_cast<FILE*>(file_));
 }
@@ -63,6 +67,12 @@ std::vector<std::string> CapturedLog::Lines() {
   }
   fseek(file, 0, SEEK_END);
   return lines;
+}
+
+int CapturedLog::Count(const std::string& debugLine) {
+  int n = 0;
+  for (const std::string& line : Lines()) n += line == "ZYL Debug: " + debugLine;
+  return n;
 }
 
 }  // namespace zyltest

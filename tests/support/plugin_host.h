@@ -39,15 +39,19 @@ class BareHost {
   memhost::Session session_;
 };
 
-// Collects the library's log lines while it lives (the log stream points at a temporary file).
+// Collects the library's log lines while it lives (the log stream points at a temporary file);
+// with debugging set, switches the optional debug lines on for as long.
 class CapturedLog {
  public:
-  CapturedLog();
+  explicit CapturedLog(bool debugging = false);
   ~CapturedLog();
   std::vector<std::string> Lines();  // the lines written so far, without their line feeds
+  int Count(const std::string& debugLine);  // how often "ZYL Debug: " + debugLine was written
+  bool Has(const std::string& debugLine) { return Count(debugLine) > 0; }
 
  private:
   void* file_;
+  bool debugging_;
 };
 
 }  // namespace zyltest

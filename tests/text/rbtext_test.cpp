@@ -46,18 +46,6 @@ const char* HostCString(REALstringStruct* s) {
   return reinterpret_cast<const char* (*)(REALstringStruct*)>(memhost::Resolve("StringGetCString"))(s);
 }
 
-// Optional log lines switched on and collected for one test.
-struct DebugLog {
-  zyltest::CapturedLog log;
-  DebugLog() { zyl::DebuggingEnabled = true; }
-  ~DebugLog() { zyl::DebuggingEnabled = false; }
-  int Count(const std::string& text) {
-    int n = 0;
-    for (const std::string& line : log.Lines()) n += line == "ZYL Debug: " + text;
-    return n;
-  }
-};
-
 }  // namespace
 
 TEST_CASE("rbText serves every source encoding in every form, whatever is asked first") {
@@ -158,7 +146,7 @@ TEST_CASE("rbText wide forms: marks, surrogates, illegal and cut-off UTF-8") {
 
 TEST_CASE("rbText: the error flag, and the once-only line of text without an encoding") {
   zyltest::PluginHost host;
-  DebugLog log;
+  zyltest::CapturedLog log(true);
   const std::string viaUTF16 = "Try UTF16 to UTF32 conversion...";
   String latin1("caf\xE9", memhost::kISOLatin1);
   {
@@ -199,7 +187,7 @@ TEST_CASE("LogMessage with a host string writes the handle and the text") {
 TEST_CASE("rbText copies host data that lacks its terminator, and says so when debugging") {
   zyltest::PluginHost host;
   memhost::SetUnterminatedStringData(true);
-  DebugLog log;
+  zyltest::CapturedLog log(true);
   String latin1("\xE9t\xE9", memhost::kISOLatin1);
   zyl::rbText t(latin1.get());
   CHECK(Form(t.GetUTF8(), t.LengthUTF8()) == "\xC3\xA9t\xC3\xA9");
