@@ -53,10 +53,6 @@ std::optional<std::string> CallUTF8(const char* declaration, A... args) {
   return result.utf8();
 }
 
-inline std::string UTF8(const std::u32string& text) {
-  std::string out;
-  for (char32_t c : text) out += texttest::EncodeUTF8(c);
-  return out;
-}
+using texttest::UTF8;
 
 }  // namespace webtest

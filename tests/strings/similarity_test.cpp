@@ -13,6 +13,7 @@
 
 using memhost::String;
 using namespace buildtest;
+using texttest::UTF8;
 
 namespace {
 
@@ -41,12 +42,6 @@ int64_t ReferenceOSA(const std::u32string& a, const std::u32string& b) {
     }
   }
   return d[a.size()][b.size()];
-}
-
-std::string UTF8(const std::u32string& text) {
-  std::string out;
-  for (const char32_t c : text) out += texttest::EncodeUTF8(c);
-  return out;
 }
 
 struct Case {

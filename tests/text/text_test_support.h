@@ -58,6 +58,12 @@ inline std::string EncodeUTF8(uint32_t cp) {
   return out;
 }
 
+inline std::string UTF8(const std::u32string& text) {
+  std::string out;
+  for (char32_t c : text) out += EncodeUTF8(c);
+  return out;
+}
+
 // The length (1 to 4) of the well-formed sequence at s[i], 0 when there is none.
 inline int ReferenceSequence(const std::string& s, size_t i) {
   const auto byte = [&](size_t k) { return static_cast<uint8_t>(s[k]); };
