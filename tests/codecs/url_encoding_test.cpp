@@ -76,8 +76,6 @@ TEST_CASE("EncodingToURLZYL: 70 plain bytes, every other byte as %XX") {
   CHECK(result->encoding == memhost::kASCII);
   CHECK(expected.size() == 70 + 3 * 186);
 
-  CHECK(EncodeURL("a b+c/\xC3\xA9")->bytes == "a%20b+c%2F%C3%A9");
-  CHECK(EncodeURL(":'()=&?#")->bytes == "%3A%27%28%29%3D%26%3F%23");
   CHECK(EncodeURL(texttest::Wide(u"A"), memhost::kUTF16)->bytes == "A%00");  // bytes, not text
   CHECK(EncodeURL("") == std::nullopt);
   CHECK(memhost::Call<REALstringStruct*>(kToURL1, static_cast<REALstringStruct*>(nullptr)) == nullptr);
