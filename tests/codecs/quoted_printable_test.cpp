@@ -126,8 +126,6 @@ TEST_CASE("quoted-printable encoding: listed cases") {
     int64_t lineLen;
     std::optional<std::string> out;
   } cases[] = {
-      {"= is escaped", "a=b", 72, "a=3Db"},
-      {"bytes of 128 and more", "\xC3\xA9", 72, "=C3=A9"},
       {"white space before a break is escaped; the last line gets a soft break",
        "x \r\ny", 72, "x=20\r\ny=\r\n"},
       {"trailing white space at the end stays literal", "abc ", 72, "abc "},
@@ -135,10 +133,7 @@ TEST_CASE("quoted-printable encoding: listed cases") {
       {"input ending in LF", "a\n", 72, "a\r\n"},
       {"CR CR is two breaks, LF CR one", "\r\r\n\r", 72, "\r\n\r\n\r\n"},
       {"a space then a tab before a break", "a \t\nb", 72, "a =09\r\nb=\r\n"},
-      {"tab between words is literal", "a\tb", 72, "a\tb"},
       {"zero byte, DEL and controls", std::string("\0\x7F\x1B", 3), 72, "=00=7F=1B"},
-      {"punctuation of both literal classes", "!\"#$%&'()*+,-./:;<>?@[\\]^_`{|}~", 72,
-       "!\"#$%&'()*+,-./:;<>?@[\\]^_`{|}~"},
       {"empty", "", 72, std::nullopt},
   };
   for (const Case& c : cases) {
