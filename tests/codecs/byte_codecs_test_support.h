@@ -9,6 +9,8 @@
 #include <random>
 #include <string>
 
+#include "text/text_test_support.h"
+
 namespace bytecodecs {
 
 inline constexpr const char* kToQP = "EncodingToQuotedPrintableZYL(s as string, LineLen as integer = 72) as string";
@@ -41,11 +43,7 @@ std::optional<std::string> CallBytes(const char* declaration, const std::string&
   return value ? std::optional<std::string>(value->bytes) : std::nullopt;
 }
 
-inline std::string AllBytes() {
-  std::string all;
-  for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
-  return all;
-}
+using texttest::AllBytes;
 
 // Random bytes of random length below maxLength, drawn from all 256 values or, to make runs and
 // escapes likely, from a few bytes the codecs treat specially.

@@ -10,9 +10,11 @@
 #include "plugin/log.h"
 #include "strings/build_test_support.h"
 #include "support/plugin_host.h"
+#include "text/text_test_support.h"
 
 using memhost::String;
 using namespace buildtest;
+using texttest::AllBytes;
 
 namespace {
 
@@ -26,12 +28,6 @@ memhost::String Concat(const std::vector<REALstringStruct*>& s) {
     case 5: return CallString(kConcat5, s[0], s[1], s[2], s[3], s[4]);
     default: return CallString(kConcat6, s[0], s[1], s[2], s[3], s[4], s[5]);
   }
-}
-
-std::string AllBytes() {
-  std::string all;
-  for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
-  return all;
 }
 
 }  // namespace

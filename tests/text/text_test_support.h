@@ -58,6 +58,13 @@ inline std::string EncodeUTF8(uint32_t cp) {
   return out;
 }
 
+// The 256 byte values in order.
+inline std::string AllBytes() {
+  std::string all;
+  for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
+  return all;
+}
+
 inline std::string UTF8(const std::u32string& text) {
   std::string out;
   for (char32_t c : text) out += EncodeUTF8(c);
