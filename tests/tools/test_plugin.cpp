@@ -13,13 +13,17 @@ using Handle = void*;
 using Resolver = void* (*)(const char*);
 Resolver gResolve = nullptr;
 
-// The host entry of that name with the C shape F.
 template <class F>
-F Host(const char* name) {
-  void* address = gResolve(name);
+F As(void* address) {
   F function = nullptr;
   std::memcpy(&function, &address, sizeof function);
   return function;
+}
+
+// The host entry of that name with the C shape F.
+template <class F>
+F Host(const char* name) {
+  return As<F>(gResolve(name));
 }
 
 struct StringData {
@@ -76,13 +80,6 @@ Handle NewString(const std::string& bytes) {
 
 void* ObjectMethod(Handle object, const char* declaration) {
   return Host<void* (*)(Handle, const char*)>("REALLoadObjectMethod")(object, declaration);
-}
-
-template <class F>
-F As(void* address) {
-  F function = nullptr;
-  std::memcpy(&function, &address, sizeof function);
-  return function;
 }
 
 // "RaiseZYL(message as string, number as integer) as string": raises a RuntimeException.
