@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "plugin/guard.h"
 #include "plugin/log.h"
@@ -35,16 +36,13 @@ TEST_CASE("each overload writes the prefix, the text and the value") {
   zyl::LogMessage("u64", uint64_t{18446744073709551615ull});
   zyl::LogMessage("text", "value");
   zyl::LogMessage("ptr", static_cast<const void*>(nullptr));
-  const auto lines = log.Lines();
+  std::vector<std::string> lines = log.Lines();
   REQUIRE(lines.size() == 8);
-  CHECK(lines[0] == "ZYL Debug: plain");
-  CHECK(lines[1] == "ZYL Debug: two -1, 2");
-  CHECK(lines[2] == "ZYL Debug: i64 -5");
-  CHECK(lines[3] == "ZYL Debug: i32 -6");
-  CHECK(lines[4] == "ZYL Debug: u32 335544576");
-  CHECK(lines[5] == "ZYL Debug: u64 18446744073709551615");
-  CHECK(lines[6] == "ZYL Debug: text value");
-  CHECK(lines[7].rfind("ZYL Debug: ptr ", 0) == 0);
+  CHECK(lines.back().rfind("ZYL Debug: ptr ", 0) == 0);
+  lines.pop_back();
+  CHECK(lines == std::vector<std::string>{"ZYL Debug: plain", "ZYL Debug: two -1, 2", "ZYL Debug: i64 -5",
+                                          "ZYL Debug: i32 -6", "ZYL Debug: u32 335544576",
+                                          "ZYL Debug: u64 18446744073709551615", "ZYL Debug: text value"});
 }
 
 TEST_CASE("a line longer than 4095 characters is cut") {
