@@ -96,12 +96,6 @@ Imported ImportNew(std::string_view rtf) {
   return Imported{RunsOf(text.get()), AlignmentsOf(text.get())};
 }
 
-std::string TextOf(const std::vector<Run>& runs) {
-  std::string text;
-  for (const Run& run : runs) text += run.text;
-  return text;
-}
-
 std::string Fixture(std::string_view name) {
   const std::string path = std::string(ZYL_RTF_DATA_DIR) + "/" + std::string(name);
   std::ifstream in(path, std::ios::binary);

@@ -46,9 +46,6 @@ struct Imported {
 // Imports into a new StyledText and describes what it holds.
 Imported ImportNew(std::string_view rtf);
 
-// The runs' texts joined.
-std::string TextOf(const std::vector<Run>& runs);
-
 // The bytes of a file under tests/rtf/data.
 std::string Fixture(std::string_view name);
 
