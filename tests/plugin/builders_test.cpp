@@ -65,13 +65,12 @@ TEST_CASE("8-bit text that is pure ASCII is tagged ASCII; wide text arrives as U
 }
 
 TEST_CASE("older hosts: no encoding argument, no UTF-32") {
+  // The conversions of UTF-32 on each host are held against the host's converter with the text
+  // model's scanners; here what that comparison does not reach.
   SUBCASE("before 2012: built plain, then tagged; UTF-16 stays UTF-16") {
     zyltest::PluginHost host(2011.0);
     CHECK(Built("abc", zyl::kEncodingUTF8) == StringValue{"abc", zyl::kEncodingUTF8});
     CHECK(Built(std::string("a\0", 2), zyl::kEncodingUTF16) == StringValue{std::string("a\0", 2), zyl::kEncodingUTF16});
-    // UTF-32 goes through UTF-16: surrogate pairs, lone surrogates dropped, out of range U+FFFD.
-    CHECK(Built(UTF32LE({'a', 0x1F600, 0xD800, 0x110000}), zyl::kEncodingUTF32) ==
-          StringValue{std::string("a\0\x3D\xD8\x00\xDE\xFD\xFF", 8), zyl::kEncodingUTF16});
   }
   SUBCASE("UTF-32 with nothing left to build gives nil, not an empty string") {
     for (const double version : {2011.0, 2012.5}) {
@@ -82,10 +81,6 @@ TEST_CASE("older hosts: no encoding argument, no UTF-32") {
               nullptr);
       }
     }
-  }
-  SUBCASE("2012: UTF-32 through UTF-16, which arrives as UTF-8") {
-    zyltest::PluginHost host(2012.5);
-    CHECK(Built(UTF32LE({'a', 0xE9}), zyl::kEncodingUTF32) == StringValue{"a\xC3\xA9", zyl::kEncodingUTF8});
   }
   SUBCASE("long UTF-32 input on the heap path; a trailing partial code point is ignored") {
     zyltest::PluginHost host(2012.5);
