@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/plugin_host.h"
+#include "text/text_test_support.h"
 #include "unicode/tables.h"
 #include "unicode/unicode_test_support.h"
 
@@ -23,16 +24,7 @@ std::string Utf8(const Units& units) {
   for (size_t i = 0; i < units.size(); ++i) {
     uint32_t c = units[i];
     if (c >= 0xD800 && c <= 0xDBFF) c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00u);
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += {static_cast<char>(0xC0 | c >> 6), static_cast<char>(0x80 | (c & 0x3F))};
-    } else if (c < 0x10000) {
-      out += {static_cast<char>(0xE0 | c >> 12), static_cast<char>(0x80 | (c >> 6 & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
-    } else {
-      out += {static_cast<char>(0xF0 | c >> 18), static_cast<char>(0x80 | (c >> 12 & 0x3F)),
-              static_cast<char>(0x80 | (c >> 6 & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
-    }
+    out += texttest::EncodeUTF8(c);
   }
   return out;
 }

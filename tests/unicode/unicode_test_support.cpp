@@ -7,18 +7,11 @@
 #include <map>
 #include <sstream>
 
+#include "text/text_test_support.h"
+
 namespace unicodetest {
 
 namespace {
-
-std::string Bytes(const Units& units) {
-  std::string bytes;
-  for (char16_t unit : units) {
-    bytes += static_cast<char>(unit & 0xFF);
-    bytes += static_cast<char>(unit >> 8);
-  }
-  return bytes;
-}
 
 std::optional<Units> ResultUnits(REALstringStruct* result) {
   memhost::String adopted(result);
@@ -98,12 +91,12 @@ const std::map<uint16_t, char> kAccentByHand = {
 }  // namespace
 
 std::optional<Units> CallUnits(const char* declaration, const std::optional<Units>& text) {
-  memhost::String in = text ? memhost::String(Bytes(*text), memhost::kUTF16) : memhost::String();
+  memhost::String in = text ? memhost::String(texttest::Wide(*text), memhost::kUTF16) : memhost::String();
   return ResultUnits(memhost::Call<REALstringStruct*>(declaration, in.get()));
 }
 
 std::optional<Units> RemoveAccents(const std::optional<Units>& text, bool ignoreCase) {
-  memhost::String in = text ? memhost::String(Bytes(*text), memhost::kUTF16) : memhost::String();
+  memhost::String in = text ? memhost::String(texttest::Wide(*text), memhost::kUTF16) : memhost::String();
   return ResultUnits(memhost::Call<REALstringStruct*>(kRemoveAccents, in.get(), static_cast<int8_t>(ignoreCase)));
 }
 
