@@ -11,6 +11,7 @@
 #include "plugin/memory.h"
 #include "plugin/registration.h"
 #include "support/plugin_host.h"
+#include "text/text_test_support.h"
 
 using memhost::StringValue;
 
@@ -22,11 +23,7 @@ StringValue Built(const std::string& bytes, uint32_t encoding) {
 }
 
 std::string UTF32LE(std::initializer_list<uint32_t> codePoints) {
-  std::string bytes;
-  for (uint32_t c : codePoints) {
-    for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<char>((c >> shift) & 0xFF));
-  }
-  return bytes;
+  return texttest::Wide(std::vector<uint32_t>(codePoints));
 }
 
 std::u16string Units(const std::vector<uint16_t>& units, int64_t count) {
