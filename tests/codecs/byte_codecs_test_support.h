@@ -28,18 +28,13 @@ inline constexpr const char* kGetMarkers = "GetUnicodeMarkersZYL(kind as integer
 
 inline constexpr auto* kNilString = static_cast<REALstringStruct*>(nullptr);
 
-// A string result as bytes and encoding; nullopt for nil. Gives the reference back.
-inline std::optional<memhost::StringValue> Result(REALstringStruct* adopted) {
-  memhost::String result(adopted);
-  if (result.get() == nullptr) return std::nullopt;
-  return memhost::Value(result.get());
-}
+using texttest::Take;
 
 // The bytes of a call's string result with one string argument (and more when given).
 template <class... More>
 std::optional<std::string> CallBytes(const char* declaration, const std::string& bytes, More... more) {
   memhost::String s(bytes, memhost::kNoEncoding);
-  const auto value = Result(memhost::Call<REALstringStruct*>(declaration, s.get(), more...));
+  const auto value = Take(memhost::Call<REALstringStruct*>(declaration, s.get(), more...));
   return value ? std::optional<std::string>(value->bytes) : std::nullopt;
 }
 

@@ -35,7 +35,7 @@ std::optional<std::string> CallDump(const Dump& d) {
   };
   String input(d.input, memhost::kNoEncoding);
   String start = make(d.start), end = make(d.end), spacer = make(d.spacer), filler = make(d.filler);
-  const auto result = Result(memhost::Call<REALstringStruct*>(kHexDump, input.get(), d.hexlen, d.linelen, start.get(),
+  const auto result = Take(memhost::Call<REALstringStruct*>(kHexDump, input.get(), d.hexlen, d.linelen, start.get(),
                                                                end.get(), spacer.get(), filler.get()));
   if (result) CHECK(result->encoding == memhost::kASCII);
   return result ? std::optional<std::string>(result->bytes) : std::nullopt;
@@ -72,7 +72,7 @@ TEST_CASE("hex encoding and decoding: listed cases, odd and invalid characters")
   CHECK(CallBytes(kToHex, "") == std::nullopt);
   CHECK(memhost::Call<REALstringStruct*>(kToHex, kNilString) == nullptr);
   String az("Az", memhost::kUTF8);
-  CHECK(Result(memhost::Call<REALstringStruct*>(kToHex, az.get()))->encoding == memhost::kASCII);
+  CHECK(Take(memhost::Call<REALstringStruct*>(kToHex, az.get()))->encoding == memhost::kASCII);
 
   struct Case {
     std::string why, in;
@@ -89,12 +89,12 @@ TEST_CASE("hex encoding and decoding: listed cases, odd and invalid characters")
   for (const Case& c : cases) {
     CAPTURE(c.why);
     String s(c.in, memhost::kUTF8);
-    CHECK(Result(memhost::Call<REALstringStruct*>(kFromHex, s.get())) == c.out);
+    CHECK(Take(memhost::Call<REALstringStruct*>(kFromHex, s.get())) == c.out);
   }
   CHECK(memhost::Call<REALstringStruct*>(kFromHex, kNilString) == nullptr);
   // The digits are read from the text, whatever its encoding.
   String wide(std::string("4\0" "1\0" "7\0" "a\0", 8), memhost::kUTF16);
-  CHECK(Result(memhost::Call<REALstringStruct*>(kFromHex, wide.get()))->bytes == "Az");
+  CHECK(Take(memhost::Call<REALstringStruct*>(kFromHex, wide.get()))->bytes == "Az");
 }
 
 TEST_CASE("hex: every byte value and random bytes go there and back") {

@@ -142,7 +142,7 @@ TEST_CASE("quoted-printable encoding: listed cases") {
   }
   CHECK(memhost::Call<REALstringStruct*>(kToQP, kNilString, int64_t{72}) == nullptr);
   String text("a=b", memhost::kUTF8);
-  CHECK(Result(memhost::Call<REALstringStruct*>(kToQP, text.get(), int64_t{72}))->encoding == memhost::kASCII);
+  CHECK(Take(memhost::Call<REALstringStruct*>(kToQP, text.get(), int64_t{72}))->encoding == memhost::kASCII);
 }
 
 TEST_CASE("quoted-printable encoding: line limits") {
@@ -197,7 +197,7 @@ TEST_CASE("quoted-printable decoding: listed cases and malformed escapes of each
   }
   CHECK(memhost::Call<REALstringStruct*>(kFromQP, kNilString) == nullptr);
   String text("=C3=A9", memhost::kUTF8);
-  CHECK(Result(memhost::Call<REALstringStruct*>(kFromQP, text.get()))->encoding == memhost::kASCII);
+  CHECK(Take(memhost::Call<REALstringStruct*>(kFromQP, text.get()))->encoding == memhost::kASCII);
 }
 
 TEST_CASE("quoted-printable: round trips and the byte-by-byte references") {
@@ -285,7 +285,7 @@ TEST_CASE("mail subject: only control bytes trigger the encoded word") {
   for (const Case& c : cases) {
     CAPTURE(c.why);
     String subject(c.in, c.encoding);
-    const auto result = Result(memhost::Call<REALstringStruct*>(kSubject, subject.get()));
+    const auto result = Take(memhost::Call<REALstringStruct*>(kSubject, subject.get()));
     CHECK(result == memhost::StringValue{c.out, memhost::kASCII});
   }
 }

@@ -48,7 +48,7 @@ TEST_CASE("GetUnicodeMarkersZYL on a current host: wide marks arrive as UTF-8") 
   const std::optional<std::string> expected[] = {std::nullopt, bom, bom, "\xEF\xBF\xBE", bom, bom, kind6, bom};
   for (int64_t kind = 0; kind < 8; ++kind) {
     CAPTURE(kind);
-    const auto result = Result(memhost::Call<REALstringStruct*>(kGetMarkers, kind));
+    const auto result = Take(memhost::Call<REALstringStruct*>(kGetMarkers, kind));
     CHECK((result ? std::optional<std::string>(result->bytes) : std::nullopt) == expected[kind]);
     if (result) CHECK(result->encoding == memhost::kUTF8);
   }
@@ -68,8 +68,8 @@ TEST_CASE("GetUnicodeMarkersZYL on an older host: the table's bytes, tagged") {
   };
   for (int64_t kind = 1; kind <= 4; ++kind) {
     CAPTURE(kind);
-    CHECK(Result(memhost::Call<REALstringStruct*>(kGetMarkers, kind)) == expected[kind]);
+    CHECK(Take(memhost::Call<REALstringStruct*>(kGetMarkers, kind)) == expected[kind]);
   }
   // Hosts before UTF-32 strings get the UTF-32 marks as UTF-16 text (U+FEFF as FF FE).
-  CHECK(Result(memhost::Call<REALstringStruct*>(kGetMarkers, int64_t{7})) == expected[4]);
+  CHECK(Take(memhost::Call<REALstringStruct*>(kGetMarkers, int64_t{7})) == expected[4]);
 }

@@ -38,12 +38,7 @@ inline std::optional<memhost::StringValue> Tagged(const std::optional<std::strin
   return memhost::StringValue{*bytes, encoding};
 }
 
-// Takes over a string result and gives back its bytes and encoding; nullopt for nil.
-inline std::optional<memhost::StringValue> Take(REALstringStruct* result) {
-  memhost::String owned(result);
-  if (owned.get() == nullptr) return std::nullopt;
-  return memhost::Value(owned.get());
-}
+using texttest::Take;
 
 // Calls a method that returns a string and hands back the result's text as UTF-8.
 template <class... A>

@@ -22,7 +22,7 @@ std::string ReferenceDecode(const std::string& in) {
 
 std::optional<memhost::StringValue> DecodeString(const std::string& bytes) {
   String data(bytes, memhost::kUTF8);
-  return Result(memhost::Call<REALstringStruct*>(kYDecodeString, data.get()));
+  return Take(memhost::Call<REALstringStruct*>(kYDecodeString, data.get()));
 }
 
 // nullopt for a nil block.

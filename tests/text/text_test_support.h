@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -43,6 +44,13 @@ std::string Wide(const Char (&literal)[N], bool bigEndian = false) {
 }
 
 inline const uint8_t* U8(const std::string& s) { return reinterpret_cast<const uint8_t*>(s.data()); }
+
+// Takes over a string result and gives back its bytes and encoding; nullopt for nil.
+inline std::optional<memhost::StringValue> Take(REALstringStruct* result) {
+  memhost::String owned(result);
+  if (owned.get() == nullptr) return std::nullopt;
+  return memhost::Value(owned.get());
+}
 
 inline memhost::String CallS(const char* declaration, REALstringStruct* s) {
   return memhost::String(memhost::Call<REALstringStruct*>(declaration, s));
