@@ -32,8 +32,6 @@ TEST_CASE("IsLegalUTF8 matches the definition for every lead byte at the length 
 }
 
 TEST_CASE("CheckUTF8 returns the valid prefix as the reference does; IsSpaceOnly") {
-  CHECK(zyl::CheckUTF8("Hi\0", 3) == 2);
-  CHECK(zyl::CheckUTF8("a\tb\nc\rd\x7F", 8) == 7);  // DEL stops
   CHECK(zyl::CheckUTF8("abcdefghijklmnop\x1B", 17) == 16);
   CHECK(zyl::CheckUTF8("abc\xE2\x82", 5) == 3);  // cut-off sequence rejected at its lead
   CHECK(zyl::CheckUTF8(nullptr, 5) == 0);
