@@ -384,7 +384,7 @@ int64_t FindTagByte(const uint8_t* p, int64_t n) {
   for (; i + 8 <= n; i += 8) {
     uint64_t word;
     memcpy(&word, p + i, sizeof word);
-    if (HasZeroByte(word) || HasZeroByte(word ^ (kOnes * '<')) || HasZeroByte(word ^ (kOnes * '>'))) break;
+    if (HasZeroByte(word) || HasByte(word, '<') || HasByte(word, '>')) break;
   }
   while (i < n && !kTagByte[p[i]]) ++i;
   return i;

@@ -21,5 +21,7 @@ inline void Store8(uint8_t* p, uint64_t word) { memcpy(p, &word, sizeof word); }
 constexpr bool HasByteBelow(uint64_t word, uint64_t n) { return ((word - kOnes * n) & ~word & kHighBits) != 0; }
 constexpr bool HasByteAbove(uint64_t word, uint64_t n) { return (((word + kOnes * (127 - n)) | word) & kHighBits) != 0; }
 constexpr bool HasZeroByte(uint64_t word) { return HasByteBelow(word, 1); }
+// Whether any byte of the word equals value.
+constexpr bool HasByte(uint64_t word, uint8_t value) { return HasZeroByte(word ^ (kOnes * value)); }
 
 }  // namespace zyl
