@@ -18,8 +18,9 @@ class HandleTable {
  public:
   HandleTable() : slots_(kInitialSlots) {}
 
-  // The value of a registered handle, or nil.
+  // The value of a registered handle, or nil (nil for a nil handle too: empty slots hold nil).
   V* Find(const void* key) {
+    if (key == nullptr) return nullptr;
     for (std::size_t i = Home(key);; i = Next(i)) {
       if (slots_[i].key == key) return &slots_[i].value;
       if (slots_[i].key == nullptr) return nullptr;
@@ -41,6 +42,7 @@ class HandleTable {
     ++count_;
   }
   void Erase(const void* key) {
+    if (key == nullptr) return;
     std::size_t hole = Home(key);
     while (slots_[hole].key != key) {
       if (slots_[hole].key == nullptr) return;

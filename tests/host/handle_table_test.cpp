@@ -39,5 +39,6 @@ TEST_CASE("HandleTable agrees with a standard map through inserts, erases and gr
     CHECK(seen == reference.size());
     for (const auto& [key, value] : reference) CHECK(table.At(key) == value);
     CHECK_THROWS_AS(table.At(reinterpret_cast<const void*>(uintptr_t{8})), std::out_of_range);
+    CHECK(table.Find(nullptr) == nullptr);  // never an empty slot
   }
 }
