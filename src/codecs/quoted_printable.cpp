@@ -53,6 +53,12 @@ constexpr auto kRunStart = [] {
   return start;
 }();
 
+// Whether one of the eight bytes at p is a CR or an LF.
+inline bool HasLineBreak(const uint8_t* p) {
+  const uint64_t word = Load8(p);
+  return HasByte(word, kCR) || HasByte(word, kLF);
+}
+
 // What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits. Four bytes
 // per entry so that one fixed-size copy writes any of them.
 struct Encoded {
@@ -209,7 +215,7 @@ void EncodeData::emit_run() {
     // line's end that no soft break can fall among them: each goes out through the table
     // without a test (a space or tab among them is followed by no line break, so it is a literal).
     if (position + 9 <= length && column + 3 * 8 < last_column && capacity - used >= 3 * 8 + kLargestStep &&
-        !HasByte(Load8(in + position), kCR) && !HasByte(Load8(in + position), kLF) && kClasses[in[position + 8]] != kLineBreak) {
+        !HasLineBreak(in + position) && kClasses[in[position + 8]] != kLineBreak) {
       for (int k = 0; k < 8; ++k) {
         const Encoded& encoded = kEncoded[in[position + k]];
         memcpy(out + used, encoded.bytes, sizeof encoded.bytes);
