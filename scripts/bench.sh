@@ -16,7 +16,7 @@ cmake --build --preset native --target zyl_peers_benchmark -j "${ZYL_JOBS:-$(npr
 core=${ZYL_BENCH_CORE:-1}
 out=build/native/peers_benchmark.json
 load_before=$(cut -d' ' -f1-3 /proc/loadavg)
-taskset -c "$core" build/native/tests/benchmarks/zyl_peers_benchmark \
+taskset -c "$core" build/native/bench/zyl_peers_benchmark \
   --benchmark_min_time="${ZYL_BENCH_MIN_TIME:-0.2}" --benchmark_out="$out" --benchmark_out_format=json "$@"
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 

@@ -180,8 +180,8 @@ def main():
 
 Made by `scripts/bench.sh` on {date[:10]}: the registered methods called through the in-memory host
 as the host calls them, next to the libraries people would use instead, on the same deterministic
-inputs in the same run (program `tests/benchmarks/peers_benchmark.cpp`, inputs
-`tests/benchmarks/peers_corpora.h`).
+inputs in the same run (program `bench/peers_benchmark.cpp`, inputs
+`bench/peers_corpora.h`).
 
 ## Machine
 

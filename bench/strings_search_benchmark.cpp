@@ -1,9 +1,9 @@
 // Throughput of the byte searches and comparisons, the line-ending replacement and the SQL helpers
 // on 1 MiB inputs, next to memcpy of the same buffer.
-// Run: build/native/tests/benchmarks/zyl_strings_search_benchmark
+// Run: build/native/bench/zyl_strings_search_benchmark
 #include <string>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 #include "strings/strings.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // Throughput of composition, decomposition and accent removal on 1 MiB of Latin and Hangul text,
 // next to memcpy of the same buffer and, where it is installed, ICU's normalizer doing NFC and NFD
-// on the same text. Run: build/native/tests/benchmarks/zyl_unicode_benchmark
+// on the same text. Run: build/native/bench/zyl_unicode_benchmark
 //
 // "utf8" rows are calls as a current host makes them: UTF-8 in, the result built from UTF-16 and
 // handed back as UTF-8 (the in-memory host's converter included). "utf16" rows give the text as
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <string>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 #include "plugin/builders.h"
 #include "plugin/registration.h"
 #include "text/text.h"

@@ -1,12 +1,12 @@
 // RTF export and import of a large document (thousands of runs) through the in-memory host, as
 // the host calls the property, next to memcpy of the RTF text. The import of a document whose
 // text sits in a skipped group shows the pass alone, without host calls.
-// Run: build/native/tests/benchmarks/zyl_rtf_benchmark
+// Run: build/native/bench/zyl_rtf_benchmark
 #include <random>
 #include <string>
 #include <vector>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 
 namespace {
 

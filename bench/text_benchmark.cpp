@@ -1,9 +1,9 @@
 // Throughput of the text model on 1 MiB inputs, next to memcpy of the same buffer (the physical
-// limit on one core). Run: build/native/tests/benchmarks/zyl_text_benchmark
+// limit on one core). Run: build/native/bench/zyl_text_benchmark
 #include <random>
 #include <string>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 #include "plugin/builders.h"
 #include "text/text.h"
 

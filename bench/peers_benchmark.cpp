@@ -30,8 +30,8 @@
 #include <string>
 #include <vector>
 
-#include "benchmarks/benchmark_host.h"
-#include "benchmarks/peers_corpora.h"
+#include "benchmark_host.h"
+#include "peers_corpora.h"
 #include "plugin/registration.h"
 #include "text/text.h"
 

@@ -1,10 +1,10 @@
 // Throughput of the byte codecs (quoted-printable, mail subject, hex, hex dump, yEnc) on 1 MiB
 // inputs, called through the in-memory host as the host calls them, next to memcpy of the same
-// buffer. Bytes processed are input bytes. Run: build/native/tests/benchmarks/zyl_codecs_bytes_benchmark
+// buffer. Bytes processed are input bytes. Run: build/native/bench/zyl_codecs_bytes_benchmark
 #include <random>
 #include <string>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 
 namespace {
 

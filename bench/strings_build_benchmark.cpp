@@ -1,13 +1,13 @@
 // Throughput of string construction, the bitwise masks and the similarity measures, called as the
 // host calls them, next to memcpy of the same buffer. Run:
-// build/native/tests/benchmarks/zyl_strings_build_benchmark
+// build/native/bench/zyl_strings_build_benchmark
 #include <benchmark/benchmark.h>
 #include <memhost.h>
 
 #include <random>
 #include <string>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 
 namespace {
 

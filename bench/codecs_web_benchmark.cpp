@@ -1,10 +1,10 @@
 // Throughput of the HTML, XML and URL codecs on 1 MiB inputs, called as the host calls them,
 // next to memcpy of the same buffer (the physical limit on one core).
-// Run: build/native/tests/benchmarks/zyl_codecs_web_benchmark
+// Run: build/native/bench/zyl_codecs_web_benchmark
 #include <random>
 #include <string>
 
-#include "benchmarks/benchmark_host.h"
+#include "benchmark_host.h"
 
 namespace {
 
