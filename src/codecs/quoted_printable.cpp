@@ -322,6 +322,15 @@ void EncodeData::decode() {
     }
     const uint8_t next = stop[1], after = stop[2];
     const int h = hexdigits::kNybble[next], l = hexdigits::kNybble[after];
+    // Escapes come in pairs in encoded text (a character of two bytes): both at once.
+    if (stop[3] == '=') {
+      const int h2 = hexdigits::kNybble[stop[4]], l2 = hexdigits::kNybble[stop[5]];
+      if ((h | l | h2 | l2) >= 0) {
+        cursor[0] = static_cast<uint8_t>(h * 16 + l);
+        cursor[1] = static_cast<uint8_t>(h2 * 16 + l2);
+        return {6, 2};
+      }
+    }
     // Neither two digits nor a soft break, in one test: bad digits give a negative h | l, and
     // notSoft is negative unless CR LF follows.
     const int notSoft = -((next ^ kCR) | (after ^ kLF));

@@ -11,17 +11,18 @@
 namespace zyl::stopwalk {
 
 // What a step did with its stop: the bytes it took (the stop included; 0 hands the stop back) and
-// the bytes it wrote (0 or 1).
+// the bytes it wrote.
 struct Taken {
   int read;
   int written;
 };
 
-// The bytes of a block, and the most a block may read from its start: its own, the byte after
-// them (a line end in its last lane), and the copy of the plain bytes after a stop, which may
-// start three bytes past its last lane (after a four-byte character).
+// The bytes of a block, and the most a block may read from its start: its own, the bytes a step
+// at its last lane reads, and the copy of the plain bytes after that step, which may start
+// kLongestStep - 1 bytes past the last lane (after two escapes of three bytes).
 inline constexpr int kBlock = 64;
-inline constexpr int64_t kReach = 2 * kBlock + 4;
+inline constexpr int kLongestStep = 6;
+inline constexpr int64_t kReach = 2 * kBlock + kLongestStep;
 
 // The stops among the kBlock bytes at block: bit k for byte k.
 template <typename Match>
@@ -34,7 +35,8 @@ uint64_t BlockStops(const uint8_t* block, Match match) {
 // Walks from position while kReach bytes remain there, kBlock at a time. stops(block) gives the
 // stops of the kBlock bytes at block (BlockStops); every other byte is copied. At stop k of the
 // block, step(stop, cursor, k) writes what the stop gives at the cursor and says how many bytes
-// it read (1 to 4) and wrote; a step that reads 0 hands the stop back, and the walk ends there.
+// it read (1 to kLongestStep) and wrote (no more than it read); a step that reads 0 hands the
+// stop back, and the walk ends there.
 // position and used end at the first byte not yet done and the end of the output. Returns false
 // when a step handed its stop back. stops is called once per block before its steps, so it may
 // leave more about the block for them (which of the stops is which).
@@ -65,7 +67,7 @@ bool Walk(const uint8_t* in, int64_t length, int64_t& position, uint8_t* out, in
       }
       u += taken.written;
       at = k + taken.read;
-      lanes = at < kBlock ? lanes & ~uint64_t{0} << (at & (kBlock - 1)) : 0;  // at is 1 to 67
+      lanes = at < kBlock ? lanes & ~uint64_t{0} << (at & (kBlock - 1)) : 0;  // at is 1 to 69
       // The plain bytes up to the next stop, or at least those up to the block's end: kCopy of
       // them whatever the gap, the rest of the block when the gap is longer.
       memcpy(out + u, in + p + at, kCopy);
