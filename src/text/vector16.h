@@ -6,6 +6,12 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
+#endif
+
 #include "text/words.h"
 
 namespace zyl::vec16 {
@@ -16,7 +22,6 @@ using V8 = uint8_t __attribute__((vector_size(16)));
 using S8 = int8_t __attribute__((vector_size(16)));
 using W64 = uint64_t __attribute__((vector_size(16)));
 using Half8 = uint8_t __attribute__((vector_size(8)));
-using Quarter8 = uint8_t __attribute__((vector_size(4)));
 using Units16x8 = uint16_t __attribute__((vector_size(16)));
 using Units32x4 = uint32_t __attribute__((vector_size(16)));
 
@@ -68,23 +73,42 @@ inline int AsciiPrefix(V8 v) {
   return high != 0 ? 8 + (__builtin_ctzll(high) >> 3) : 16;
 }
 
+// The 16 bytes as 16 units. GCC makes scalar code of generic conversions of bytes to wider
+// units on aarch64 (and of four bytes to four words on x86-64), so the widening is written with
+// each platform's own unpacking: SSE2's unpacks with zero, Advanced SIMD's lengthening moves;
+// other targets go a byte at a time.
 inline void Widen16(V8 v, uint16_t* out) {
-  Half8 low, high;
-  memcpy(&low, &v, 8);
-  memcpy(&high, reinterpret_cast<const uint8_t*>(&v) + 8, 8);
-  const Units16x8 a = __builtin_convertvector(low, Units16x8);
-  const Units16x8 b = __builtin_convertvector(high, Units16x8);
-  memcpy(out, &a, sizeof a);
-  memcpy(out + 8, &b, sizeof b);
+#if defined(__SSE2__)
+  const __m128i bytes = reinterpret_cast<__m128i>(v), zero = _mm_setzero_si128();
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(bytes, zero));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(bytes, zero));
+#elif defined(__ARM_NEON)
+  const uint8x16_t bytes = vld1q_u8(reinterpret_cast<const uint8_t*>(&v));
+  vst1q_u16(out, vmovl_u8(vget_low_u8(bytes)));
+  vst1q_u16(out + 8, vmovl_high_u8(bytes));
+#else
+  for (int k = 0; k < 16; ++k) out[k] = v[k];
+#endif
 }
 
 inline void Widen16(V8 v, uint32_t* out) {
-  for (int q = 0; q < 4; ++q) {
-    Quarter8 part;
-    memcpy(&part, reinterpret_cast<const uint8_t*>(&v) + 4 * q, 4);
-    const Units32x4 units = __builtin_convertvector(part, Units32x4);
-    memcpy(out + 4 * q, &units, sizeof units);
-  }
+#if defined(__SSE2__)
+  const __m128i bytes = reinterpret_cast<__m128i>(v), zero = _mm_setzero_si128();
+  const __m128i low = _mm_unpacklo_epi8(bytes, zero), high = _mm_unpackhi_epi8(bytes, zero);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi16(low, zero));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4), _mm_unpackhi_epi16(low, zero));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpacklo_epi16(high, zero));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12), _mm_unpackhi_epi16(high, zero));
+#elif defined(__ARM_NEON)
+  const uint8x16_t bytes = vld1q_u8(reinterpret_cast<const uint8_t*>(&v));
+  const uint16x8_t low = vmovl_u8(vget_low_u8(bytes)), high = vmovl_high_u8(bytes);
+  vst1q_u32(out, vmovl_u16(vget_low_u16(low)));
+  vst1q_u32(out + 4, vmovl_high_u16(low));
+  vst1q_u32(out + 8, vmovl_u16(vget_low_u16(high)));
+  vst1q_u32(out + 12, vmovl_high_u16(high));
+#else
+  for (int k = 0; k < 16; ++k) out[k] = v[k];
+#endif
 }
 
 // Writes the eight units at in as eight bytes (each unit's low byte) and returns how many of the
