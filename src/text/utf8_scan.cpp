@@ -207,7 +207,11 @@ int64_t WellFormedPrefix(const uint8_t* p, int64_t n) {
   while (i + 32 <= n) {
     const V8 a = Load16(p + i), b = Load16(p + i + 16);
     if (!AnyHighBit(a | b) && !SequenceOpenAt(p, i)) {
+      // After ASCII no sequence is open: runs of it go 64 bytes a step.
       i += 32;
+      while (i + 64 <= n && !AnyHighBit(Load16(p + i) | Load16(p + i + 16) | Load16(p + i + 32) | Load16(p + i + 48))) {
+        i += 64;
+      }
       continue;
     }
     const bool twoByteOnly = !AnyLane(Max(Max(a, b), Load16(p + i - 3)) >= Splat(0xE0));
