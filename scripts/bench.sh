@@ -4,7 +4,9 @@
 # Installs what it needs first (the peers are needed by nothing else). Runs pinned to one core.
 #   scripts/bench.sh                        # everything
 #   scripts/bench.sh --benchmark_filter=X   # arguments go to the benchmark program
-# ZYL_BENCH_CORE (default 1) picks the core, ZYL_BENCH_MIN_TIME (default 0.2) the seconds per row.
+# ZYL_BENCH_CORE (default 1) picks the core, ZYL_BENCH_MIN_TIME (default 0.1) the seconds per run
+# of a row, ZYL_BENCH_REPETITIONS (default 3) the runs of each row; the runs of all rows are
+# interleaved in random order and the report takes each row's fastest.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh libbenchmark-dev libglib2.0-dev libicu-dev libcurl4-openssl-dev libutf8proc-dev \
@@ -17,7 +19,8 @@ core=${ZYL_BENCH_CORE:-1}
 out=build/native/peers_benchmark.json
 load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 taskset -c "$core" build/native/bench/zyl_peers_benchmark \
-  --benchmark_min_time="${ZYL_BENCH_MIN_TIME:-0.2}" --benchmark_out="$out" --benchmark_out_format=json "$@"
+  --benchmark_min_time="${ZYL_BENCH_MIN_TIME:-0.1}" --benchmark_repetitions="${ZYL_BENCH_REPETITIONS:-3}" \
+  --benchmark_enable_random_interleaving=true --benchmark_out="$out" --benchmark_out_format=json "$@"
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 
 mkdir -p docs
