@@ -16,6 +16,47 @@ namespace zyl {
 
 namespace {
 
+// Where rejected bytes come thick (binary data), from the rejected byte at i: each byte goes out
+// as itself (ASCII), with its sequence (a well-formed one) or as the placeholder, a placeholder of
+// up to four bytes being one store and a step that depends on the byte without a branch (half of
+// binary data is ASCII, and a branch on that guesses wrong every other byte). Stops after a
+// stretch of kLongStretch well-formed bytes (written like the rest) or at the end, and returns
+// where it stopped, a sequence boundary: the block scanner takes over there.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+int64_t RepairDense(const uint8_t* input, int64_t size, int64_t i, OutputBuffer<uint8_t>& out, uint32_t placeholder,
+                    int placeholderLength) {
+  constexpr int64_t kLongStretch = 8, kChunk = 1024;
+  int64_t stretch = 0;  // well-formed bytes since the last rejected one
+  while (i < size) {
+    const int64_t chunkEnd = std::min(size, i + kChunk);
+    uint8_t* cursor = out.Room((chunkEnd - i) * 4 + 4);  // at most four bytes out per byte in
+    while (i < chunkEnd) {
+      const uint8_t b = input[i];
+      if (b >= 0xC2 && b <= 0xF4) {
+        const int length = WellFormedLength(input + i, size - i);
+        if (length != 0) {
+          memcpy(cursor, input + i, static_cast<size_t>(length));
+          cursor += length;
+          i += length;
+          stretch += length;
+          if (stretch >= kLongStretch) break;
+          continue;
+        }
+      }
+      const bool ascii = b < 0x80;
+      const uint32_t word = ascii ? b : placeholder;  // b is the first byte stored (little-endian)
+      memcpy(cursor, &word, sizeof word);
+      cursor += ascii ? 1 : placeholderLength;
+      ++i;
+      stretch = ascii ? stretch + 1 : 0;
+      if (stretch >= kLongStretch) break;
+    }
+    out.SetCursor(cursor);
+    if (stretch >= kLongStretch) break;
+  }
+  return i;
+}
+
 // The repair shared by the three forms of "CheckUTF8ZYL": each stretch of well-formed sequences
 // goes out whole, each rejected byte as one placeholder. Input that is well-formed throughout is
 // handed to the host as it is, without a private copy.
@@ -29,13 +70,19 @@ REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruc
   rbText placeholderText(placeholder);
   const uint8_t* replacement = placeholderText.GetUTF8Bytes();
   const int64_t replacementLength = placeholderText.LengthUTF8();
+  uint32_t replacementWord = 0;
+  if (replacementLength <= 4) memcpy(&replacementWord, replacement, static_cast<size_t>(replacementLength));
   OutputBuffer<uint8_t> out(size + 4096);
   for (int64_t i = 0;;) {
     out.Append(input + i, valid);
     i += valid;
     if (i >= size) break;
-    out.Append(replacement, replacementLength);
-    ++i;
+    if (replacementLength <= 4) {
+      i = RepairDense(input, size, i, out, replacementWord, static_cast<int>(replacementLength));
+    } else {
+      out.Append(replacement, replacementLength);
+      ++i;
+    }
     valid = WellFormedPrefix(input + i, size - i);
   }
   return REALBuildUnicodeString(out.Data(), out.Length(), kEncodingUTF8);

@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include <optional>
+#include <random>
 
 #include "support/plugin_host.h"
 #include "text/text_test_support.h"
@@ -84,4 +85,29 @@ TEST_CASE("CheckUTF8ZYL agrees with the reference on random and corrupted input"
     CAPTURE(in);
     CHECK(Repair(in, placeholder.get()).value_or("") == ReferenceRepair(in, bullet));
   });
+}
+
+TEST_CASE("CheckUTF8ZYL on input where bad bytes come thick, with placeholders of every size") {
+  zyltest::PluginHost host;
+  // Random bytes, and random bytes mixed with sequences of every length (well-formed and not):
+  // the walk for thick bad bytes, its stretches of well-formed bytes and its chunks.
+  const std::string pieces[] = {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xF0\x90\x80\x80",
+                                "\xF4\x8F\xBF\xBF", "\xC2", "\xE0\x80", "\xF4\x90", "abcdefgh", "\x80", "\xFF"};
+  std::mt19937 rng(77);
+  for (const std::string placeholder : {"", "?", "\xEF\xBF\xBD", "abcd", "<\xE2\x80\xA2>"}) {
+    String p(placeholder, memhost::kUTF8);
+    for (int round = 0; round < 60; ++round) {
+      std::string in;
+      const size_t length = round % 10 == 0 ? 3000 : rng() % 200;
+      while (in.size() < length) {
+        if (round % 2 == 0) {
+          in += static_cast<char>(rng());
+        } else {
+          in += pieces[rng() % std::size(pieces)];
+        }
+      }
+      CAPTURE(in);
+      CHECK(Repair(in, p.get()).value_or("") == ReferenceRepair(in, placeholder));
+    }
+  }
 }
