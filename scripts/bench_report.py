@@ -59,6 +59,7 @@ def load(path):
             "time": b["cpu_time"] * {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[b["time_unit"]],
             "label": b.get("label", ""),
             "runs": 1,
+            "registered": (b.get("family_index", 0), b.get("per_family_instance_index", 0)),
         }
         # Repetitions of a row: the fastest stands for it (the others met more of the machine's
         # other work), for the library's rows and the peers' alike.
@@ -99,7 +100,8 @@ def main():
 
     groups = defaultdict(dict)  # (method, corpus, size) -> who -> row
     order = []
-    for (who, method, corpus, size), row in rows.items():
+    # In the order the rows were registered (the runs themselves come in random order).
+    for (who, method, corpus, size), row in sorted(rows.items(), key=lambda item: item[1]["registered"]):
         key = (method, corpus, size)
         if key not in groups:
             order.append(key)
