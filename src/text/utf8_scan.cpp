@@ -124,9 +124,16 @@ int64_t DecodeWellFormed(const uint8_t* in, int64_t n, Unit* out) {
         const uint32_t c = ((b & 0x0Fu) << 12) | ((in[i + 1] & 0x3Fu) << 6) | (in[i + 2] & 0x3Fu);
         const uint32_t d = ((in[i + 3] & 0x0Fu) << 12) | ((in[i + 4] & 0x3Fu) << 6) | (in[i + 5] & 0x3Fu);
         out[w] = static_cast<Unit>(c);
-        w += IsByteOrderMark(c) ? 0 : 1;
-        out[w] = static_cast<Unit>(d);
-        w += IsByteOrderMark(d) ? 0 : 1;
+        // Only lead byte EF starts a byte-order mark: any other pair goes out as it is, without
+        // the test on the decoded value that each write's place would otherwise wait for.
+        if (__builtin_expect(b == 0xEF || in[i + 3] == 0xEF, 0)) {
+          w += IsByteOrderMark(c) ? 0 : 1;
+          out[w] = static_cast<Unit>(d);
+          w += IsByteOrderMark(d) ? 0 : 1;
+        } else {
+          out[w + 1] = static_cast<Unit>(d);
+          w += 2;
+        }
         i += 6;
         if (i >= n || ((b = in[i]) & 0xF0) != 0xE0) break;
       }

@@ -93,6 +93,19 @@ TEST_CASE("Decoding of well-formed UTF-8 agrees with the plain decoder and the r
   ForEachInput(2000, check);
   const std::string sample = LongSample();
   for (size_t cut = 0; cut <= sample.size(); ++cut) check(sample.substr(cut) + sample.substr(0, cut));
+  // Runs of three-byte characters (taken two at a time) with byte-order marks, and other
+  // characters led by EF, at every place of a pair, one or two of them.
+  const std::string han = "\xE6\xBC\xA2";
+  for (const std::string odd : {"\xEF\xBB\xBF", "\xEF\xBF\xBE", "\xEF\xBC\x8C", "\xEF\xBF\xBF"}) {
+    for (size_t at = 0; at < 12; ++at) {
+      for (size_t second = at; second < 12; ++second) {
+        std::string in;
+        for (size_t k = 0; k < 12; ++k) in += k == at || k == second ? odd : han;
+        CAPTURE(in);
+        check(in);
+      }
+    }
+  }
 }
 
 TEST_CASE("rbText's wide forms of UTF-8 and ASCII text are the reference converter's") {
