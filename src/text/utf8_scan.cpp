@@ -38,6 +38,21 @@ inline S8 BadLanesTwoByte(const uint8_t* p, V8 v) {
   return (continuation ^ due) | ((v & Splat(0xFE)) == Splat(0xC0));
 }
 
+// BadLanes for blocks where neither the 16 bytes nor the three before them hold a lead byte of a
+// two- or four-byte sequence (ASCII and three-byte sequences only, as in CJK text): a lead byte
+// one or two bytes before makes a continuation byte due, and only E0 and ED narrow the second.
+inline S8 BadLanesThreeByte(const uint8_t* p, V8 v) {
+  const V8 p1 = Load16(p - 1), p2 = Load16(p - 2);
+  const S8 continuation = reinterpret_cast<S8>(v) < reinterpret_cast<S8>(Splat(0xC0));
+  const S8 due = (p1 >= Splat(0xE0)) | (p2 >= Splat(0xE0));
+  S8 bad = continuation ^ due;
+  bad |= ((p1 == Splat(0xE0)) & (v < Splat(0xA0))) | ((p1 == Splat(0xED)) & (v > Splat(0x9F)));
+  return bad;
+}
+
+// Lanes holding a lead byte of a two-byte sequence (C0 to DF).
+inline S8 TwoByteLeads(V8 v) { return (v & Splat(0xE0)) == Splat(0xC0); }
+
 inline V8 Max(V8 a, V8 b) { return a > b ? a : b; }
 
 // Whether a sequence that starts in the three bytes before i continues at i (those bytes were
@@ -221,9 +236,16 @@ int64_t WellFormedPrefix(const uint8_t* p, int64_t n) {
       }
       continue;
     }
-    const bool twoByteOnly = !AnyLane(Max(Max(a, b), Load16(p + i - 3)) >= Splat(0xE0));
-    const S8 bad = twoByteOnly ? BadLanesTwoByte(p + i, a) | BadLanesTwoByte(p + i + 16, b)
-                               : BadLanes(p + i, a) | BadLanes(p + i + 16, b);
+    const V8 before = Load16(p + i - 3);
+    const V8 top = Max(Max(a, b), before);
+    S8 bad;
+    if (!AnyLane(top >= Splat(0xE0))) {
+      bad = BadLanesTwoByte(p + i, a) | BadLanesTwoByte(p + i + 16, b);
+    } else if (!AnyLane((top >= Splat(0xF0)) | TwoByteLeads(a) | TwoByteLeads(b) | TwoByteLeads(before))) {
+      bad = BadLanesThreeByte(p + i, a) | BadLanesThreeByte(p + i + 16, b);
+    } else {
+      bad = BadLanes(p + i, a) | BadLanes(p + i + 16, b);
+    }
     if (AnyLane(bad)) {
       // The walk finds the sequence at fault; it starts at most three bytes back.
       i = Walk(p, BoundaryAtOrBefore(p, i), i + 32, n, &rejected);

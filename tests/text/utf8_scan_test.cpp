@@ -46,7 +46,10 @@ std::string LongSample() {
 TEST_CASE("WellFormedPrefix: every byte value at every position of a few blocks") {
   std::string twoByte;  // ASCII and two-byte sequences only, as Latin and Cyrillic text
   while (twoByte.size() < 70) twoByte += "\xD0\x96\xC3\xA9 a\xDF\xBF\xC2\x80";
-  const std::string bases[] = {std::string(56, 'a'), std::string(170, 'a'), LongSample().substr(0, 56), twoByte, twoByte.substr(1),
+  std::string threeByte;  // ASCII and three-byte sequences only, as CJK text, with E0 and ED
+  while (threeByte.size() < 70) threeByte += "\xE6\xBC\xA2\xE3\x81\x82 \xED\x9F\xBF\xE0\xA0\x80\xEF\xBF\xBD";
+  const std::string bases[] = {std::string(56, 'a'), std::string(170, 'a'), LongSample().substr(0, 56),
+                               twoByte, twoByte.substr(1), threeByte, threeByte.substr(1), threeByte.substr(2),
                                "\xD0\x96\xD0\x96\xD0\x96\xD0\x96 \xE6\xBC\xA2\xE6\xBC\xA2\xF0\x9F\x98\x80xyz"
                                "\xD0\x96\xD0\x96\xD0\x96\xD0\x96 \xE6\xBC\xA2\xE6\xBC\xA2\xF0\x9F\x98\x80xyz"};
   for (const std::string& base : bases) {
