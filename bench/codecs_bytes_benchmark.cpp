@@ -8,7 +8,8 @@
 
 namespace {
 
-constexpr size_t kSize = 1 << 20;
+using zylbench::kInputSize;
+using zylbench::RunMethod;
 
 constexpr const char* kToQP = "EncodingToQuotedPrintableZYL(s as string, LineLen as integer = 72) as string";
 constexpr const char* kFromQP = "DecodingFromQuotedPrintableZYL(s as string) as string";
@@ -23,7 +24,7 @@ constexpr const char* kYDecodeMemory = "_yDecodeMemoryZYL(data as memoryblock) a
 
 std::string RandomBytes() {
   std::mt19937 rng(7);
-  std::string s(kSize, '\0');
+  std::string s(kInputSize, '\0');
   for (char& c : s) c = static_cast<char>(rng() & 0xFF);
   return s;
 }
@@ -31,8 +32,8 @@ std::string RandomBytes() {
 std::string MailText() {  // German prose: mostly literal, some umlauts, line breaks, a tab
   std::string s;
   const std::string line = "Sehr geehrte Damen und Herren, die Gr\xC3\xBC\xC3\x9F" "e aus K\xC3\xB6ln = 100%.\t\r\n";
-  while (s.size() < kSize) s += line;
-  s.resize(kSize);
+  while (s.size() < kInputSize) s += line;
+  s.resize(kInputSize);
   return s;
 }
 
@@ -42,44 +43,30 @@ std::string Call(const char* declaration, const std::string& input) {
   return memhost::String(memhost::Call<REALstringStruct*>(declaration, s.get())).bytes();
 }
 
-// Calls the method on the input as a host string in that encoding and releases what it returns.
-template <typename... More>
-void RunString(benchmark::State& state, uint32_t encoding, const std::string& input, const char* declaration,
-               More... more) {
-  zylbench::LoadPlugin();
-  memhost::String s(input, encoding, memhost::Storage::External);
-  for (auto _ : state) {
-    REALstringStruct* result = memhost::Call<REALstringStruct*>(declaration, s.get(), more...);
-    benchmark::DoNotOptimize(result);
-    memhost::Release(result);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * input.size()));
-}
-
 void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, RandomBytes()); }
 
 constexpr uint32_t kRaw = memhost::kNoEncoding;
 
-void BM_QPEncode_mail(benchmark::State& state) { RunString(state, kRaw, MailText(), kToQP, int64_t{76}); }
-void BM_QPEncode_random(benchmark::State& state) { RunString(state, kRaw, RandomBytes(), kToQP, int64_t{76}); }
+void BM_QPEncode_mail(benchmark::State& state) { RunMethod(state, kToQP, MailText(), kRaw, int64_t{76}); }
+void BM_QPEncode_random(benchmark::State& state) { RunMethod(state, kToQP, RandomBytes(), kRaw, int64_t{76}); }
 void BM_QPDecode_mail(benchmark::State& state) {
-  RunString(state, kRaw, Call(kToQP, MailText()).substr(0, kSize), kFromQP);
+  RunMethod(state, kFromQP, Call(kToQP, MailText()).substr(0, kInputSize), kRaw);
 }
 void BM_QPDecode_random(benchmark::State& state) {
-  RunString(state, kRaw, Call(kToQP, RandomBytes()).substr(0, kSize), kFromQP);
+  RunMethod(state, kFromQP, Call(kToQP, RandomBytes()).substr(0, kInputSize), kRaw);
 }
-void BM_Subject_mail(benchmark::State& state) { RunString(state, memhost::kUTF8, MailText(), kSubject); }
-void BM_HexEncode(benchmark::State& state) { RunString(state, kRaw, RandomBytes(), kToHex); }
+void BM_Subject_mail(benchmark::State& state) { RunMethod(state, kSubject, MailText(), memhost::kUTF8); }
+void BM_HexEncode(benchmark::State& state) { RunMethod(state, kToHex, RandomBytes(), kRaw); }
 void BM_HexDecode(benchmark::State& state) {
-  RunString(state, kRaw, Call(kToHex, RandomBytes()).substr(0, kSize), kFromHex);
+  RunMethod(state, kFromHex, Call(kToHex, RandomBytes()).substr(0, kInputSize), kRaw);
 }
 void BM_HexDump_2x16(benchmark::State& state) {
   zylbench::LoadPlugin();
   memhost::String start("", memhost::kUTF8), end("\n", memhost::kUTF8), spacer(" ", memhost::kUTF8);
-  RunString(state, kRaw, RandomBytes(), kHexDump, int64_t{2}, int64_t{16}, start.get(), end.get(), spacer.get(),
+  RunMethod(state, kHexDump, RandomBytes(), kRaw, int64_t{2}, int64_t{16}, start.get(), end.get(), spacer.get(),
             static_cast<REALstringStruct*>(nullptr));
 }
-void BM_yDecode_string(benchmark::State& state) { RunString(state, kRaw, RandomBytes(), kYDecodeString); }
+void BM_yDecode_string(benchmark::State& state) { RunMethod(state, kYDecodeString, RandomBytes(), kRaw); }
 void BM_yDecode_memory(benchmark::State& state) {
   zylbench::LoadPlugin();
   const std::string input = RandomBytes();

@@ -8,13 +8,9 @@
 
 namespace {
 
-constexpr size_t kSize = 1 << 20;
-
-std::string Repeat(const std::string& piece) {
-  std::string s;
-  while (s.size() + piece.size() <= kSize) s += piece;
-  return s;
-}
+using zylbench::kInputSize;
+using zylbench::RunMethod;
+using zylbench::Repeat;
 
 // Prose with markup: most bytes plain, one in twenty a markup character.
 std::string MarkupText() { return Repeat("Tom & Jerry's <b>cartoon</b> is \"classic\"; say it 0123456789 times.\n"); }
@@ -29,7 +25,7 @@ std::string TaggedText() {
 std::string UrlText() { return Repeat("path/to/caf\xC3\xA9?q=a b&x=1+2#frag "); }
 std::string RandomBytes() {
   std::mt19937 rng(7);
-  std::string s(kSize, '\0');
+  std::string s(kInputSize, '\0');
   for (char& c : s) c = static_cast<char>(rng() & 0xFF);
   return s;
 }
@@ -37,20 +33,6 @@ std::string RandomBytes() {
 std::string PercentText() { return Repeat("path%2Fto%2Fcaf%C3%A9%3Fq%3Da%20b%26x%3D1+2%23frag "); }
 
 void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, MarkupText()); }
-
-// Calls the declaration with the input (and the extra arguments) as the host does; counts the
-// input's bytes.
-template <class... A>
-void Run(benchmark::State& state, const char* declaration, const std::string& input, uint32_t encoding, A... extra) {
-  zylbench::LoadPlugin();
-  memhost::String s(input, encoding, memhost::Storage::External);
-  for (auto _ : state) {
-    REALstringStruct* result = memhost::Call<REALstringStruct*>(declaration, s.get(), extra...);
-    benchmark::DoNotOptimize(result);
-    memhost::Release(result);
-  }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * input.size()));
-}
 
 constexpr const char* kToHTML = "EncodingToHTMLZYL(s as string, options as integer = 0) as string";
 constexpr const char* kToXML = "EncodingToXMLZYL(s as string, options as integer = 0) as string";
@@ -62,23 +44,31 @@ constexpr const char* kToURL = "EncodingToURLZYL(s as string) as string";
 constexpr const char* kFromURL = "DecodingFromURLZYL(s as string, options as integer) as string";
 
 void BM_EncodingToHTML_markup(benchmark::State& state) {
-  Run(state, kToHTML, MarkupText(), memhost::kUTF8, int64_t{0});
+  RunMethod(state, kToHTML, MarkupText(), memhost::kUTF8, int64_t{0});
 }
-void BM_EncodingToHTML_mixed(benchmark::State& state) { Run(state, kToHTML, MixedText(), memhost::kUTF8, int64_t{0}); }
-void BM_EncodingToXML_mixed(benchmark::State& state) { Run(state, kToXML, MixedText(), memhost::kUTF8, int64_t{0}); }
-void BM_DecodingFromHTML_entities(benchmark::State& state) { Run(state, kFromHTML, EntityText(), memhost::kUTF8); }
-void BM_DecodingFromHTML_plain(benchmark::State& state) { Run(state, kFromHTML, MixedText(), memhost::kUTF8); }
-void BM_RemoveHTMLTags(benchmark::State& state) { Run(state, kRemoveTags, TaggedText(), memhost::kUTF8); }
+void BM_EncodingToHTML_mixed(benchmark::State& state) {
+  RunMethod(state, kToHTML, MixedText(), memhost::kUTF8, int64_t{0});
+}
+void BM_EncodingToXML_mixed(benchmark::State& state) {
+  RunMethod(state, kToXML, MixedText(), memhost::kUTF8, int64_t{0});
+}
+void BM_DecodingFromHTML_entities(benchmark::State& state) {
+  RunMethod(state, kFromHTML, EntityText(), memhost::kUTF8);
+}
+void BM_DecodingFromHTML_plain(benchmark::State& state) { RunMethod(state, kFromHTML, MixedText(), memhost::kUTF8); }
+void BM_RemoveHTMLTags(benchmark::State& state) { RunMethod(state, kRemoveTags, TaggedText(), memhost::kUTF8); }
 void BM_RemoveHTMLTagsWith(benchmark::State& state) {
   zylbench::LoadPlugin();
   memhost::String dot("\xC2\xB7", memhost::kUTF8);
-  Run(state, kRemoveTagsWith, TaggedText(), memhost::kUTF8, dot.get());
+  RunMethod(state, kRemoveTagsWith, TaggedText(), memhost::kUTF8, dot.get());
 }
-void BM_EncodingToURL_text(benchmark::State& state) { Run(state, kToURL, UrlText(), memhost::kUTF8); }
+void BM_EncodingToURL_text(benchmark::State& state) { RunMethod(state, kToURL, UrlText(), memhost::kUTF8); }
 void BM_EncodingToURL_random(benchmark::State& state) {
-  Run(state, kToURL, RandomBytes(), memhost::kNoEncoding);
+  RunMethod(state, kToURL, RandomBytes(), memhost::kNoEncoding);
 }
-void BM_DecodingFromURL(benchmark::State& state) { Run(state, kFromURL, PercentText(), memhost::kASCII, int64_t{1}); }
+void BM_DecodingFromURL(benchmark::State& state) {
+  RunMethod(state, kFromURL, PercentText(), memhost::kASCII, int64_t{1});
+}
 
 }  // namespace
 

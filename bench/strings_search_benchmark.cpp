@@ -8,14 +8,8 @@
 
 namespace {
 
-constexpr size_t kSize = 1 << 20;
-
-std::string Repeat(const std::string& piece) {
-  std::string s;
-  while (s.size() < kSize) s += piece;
-  s.resize(kSize);
-  return s;
-}
+using zylbench::kInputSize;
+using zylbench::Repeat;
 
 const std::string& Text() {  // ASCII prose, CR LF line endings
   static const std::string text = Repeat("The quick brown fox jumps over the lazy dog. 0123456789\r\n");
@@ -30,7 +24,7 @@ memhost::String HostString(const std::string& bytes, uint32_t encoding = memhost
 template <typename Call>
 void Run(benchmark::State& state, Call call) {
   for (auto _ : state) benchmark::DoNotOptimize(call());
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kSize));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kInputSize));
 }
 
 template <typename Call>
@@ -40,7 +34,7 @@ void RunString(benchmark::State& state, Call call) {
     benchmark::DoNotOptimize(result);
     memhost::Release(result);
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kSize));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kInputSize));
 }
 
 void BM_memcpy(benchmark::State& state) { zylbench::MemcpyBaseline(state, Text()); }
@@ -98,7 +92,7 @@ void BM_ReplaceLineEndings_latin1_to_crlf(benchmark::State& state) {
 }
 void BM_ReplaceLineEndings_utf16(benchmark::State& state) {
   std::string utf16;
-  for (char c : Text().substr(0, kSize / 2)) utf16 += {c, '\0'};
+  for (char c : Text().substr(0, kInputSize / 2)) utf16 += {c, '\0'};
   memhost::String t = HostString(utf16, memhost::kUTF16), lf = HostString("\n");
   RunString(state, [&] { return zyl::ReplaceLineEndingsZYL(t.get(), lf.get(), 0); });
 }

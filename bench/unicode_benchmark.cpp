@@ -26,13 +26,7 @@
 
 namespace {
 
-constexpr size_t kSize = 1 << 20;
-
-std::string Repeat(const std::string& piece) {
-  std::string s;
-  while (s.size() + piece.size() <= kSize) s += piece;
-  return s;
-}
+using zylbench::Repeat;
 
 // Precomposed (NFC) and decomposed (NFD) forms of the same text, in UTF-8.
 const std::string& LatinComposed() {
