@@ -2,6 +2,7 @@
 // encoded word.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <cstdint>
 #include <memory>
@@ -15,7 +16,6 @@
 #include "plugin/host_api.h"
 #include "text/text.h"
 #include "text/vector16.h"
-#include "text/words.h"
 
 namespace zyl {
 
@@ -45,43 +45,38 @@ constexpr auto kClasses = [] {
   return classes;
 }();
 
-// Bytes that may start a stretch of literals copied whole: printable ASCII but "=". Four of them
-// in a row are looked for first, one test that binary data seldom passes and prose mostly does.
-constexpr auto kRunStart = [] {
-  std::array<uint8_t, 256> start{};
-  for (int b = 32; b <= 126; ++b) start[b] = b != '=' ? 1 : 0;
-  return start;
-}();
-
-// Whether one of the eight bytes at p is a CR or an LF.
-inline bool HasLineBreak(const uint8_t* p) {
-  const uint64_t word = Load8(p);
-  return HasByte(word, kCR) || HasByte(word, kLF);
-}
-
-// What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits. Four bytes
-// per entry so that one fixed-size copy writes any of them.
-struct Encoded {
-  uint8_t bytes[4];
-  int width;
-};
-
+// What a byte becomes inside a run (see emit_run): itself, or "=" and its two digits, in the low
+// four bytes of a word in memory order (so that one fixed-size store writes any of them), and
+// its width in the high half.
 constexpr auto kEncoded = [] {
-  std::array<Encoded, 256> encoded{};
+  std::array<uint64_t, 256> encoded{};
   for (int b = 0; b < 256; ++b) {
-    if (kClasses[b] == kEscaped) {
-      encoded[b] = {{'=', hexdigits::kPairs[b][0], hexdigits::kPairs[b][1], 0}, 3};
-    } else {
-      encoded[b] = {{static_cast<uint8_t>(b), 0, 0, 0}, 1};
+    const bool escaped = kClasses[b] == kEscaped;
+    const uint8_t bytes[4] = {escaped ? uint8_t{'='} : static_cast<uint8_t>(b),
+                              escaped ? hexdigits::kPairs[b][0] : uint8_t{0},
+                              escaped ? hexdigits::kPairs[b][1] : uint8_t{0}, 0};
+    uint64_t word = uint64_t{escaped ? 3u : 1u} << 32;
+    for (int k = 0; k < 4; ++k) {
+      word |= uint64_t{bytes[k]} << (std::endian::native == std::endian::little ? 8 * k : 24 - 8 * k);
     }
+    encoded[b] = word;
   }
   return encoded;
 }();
 
+// Writes the byte b as kEncoded has it and returns the place after it (up to three bytes beyond
+// that place are overwritten).
+inline uint8_t* PutEncoded(uint8_t* to, uint8_t b) {
+  const uint64_t word = kEncoded[b];
+  const auto bytes = static_cast<uint32_t>(word);
+  memcpy(to, &bytes, sizeof bytes);
+  return to + (word >> 32);
+}
+
 // The working state of one encoding or decoding. The input is read through GETC, which returns
 // -1 at the end without moving; pushing that -1 back does nothing, so input that ends in CR or
-// LF ends cleanly. The output starts at input length + 1024 bytes and doubles when a step may
-// not fit; every step makes room for what it writes before writing it.
+// LF ends cleanly. The output starts at input length + 1024 bytes and grows (see Reserve) when a
+// step may not fit; every step makes room for what it writes before writing it.
 class EncodeData {
  public:
   EncodeData(const uint8_t* input, int64_t length, int64_t lineLimit)
@@ -102,7 +97,11 @@ class EncodeData {
 
   void Reserve(int64_t count) {
     if (static_cast<int64_t>(capacity_ - used_) < count) {
-      const size_t grown = std::max(capacity_ * 2, used_ + static_cast<size_t>(count));
+      // Enough for the rest of the input at the ratio of output to input so far and an eighth
+      // more: binary data, which grows to about 2.4 times its size, is moved once, not twice.
+      const double ratio = static_cast<double>(used_) / static_cast<double>(std::max<int64_t>(in_position_, 1));
+      const auto projected = static_cast<size_t>(ratio * 1.125 * static_cast<double>(in_length_ - in_position_));
+      const size_t grown = std::max({capacity_ + capacity_ / 2, used_ + projected + 1024, used_ + static_cast<size_t>(count)});
       std::unique_ptr<char[]> moved(new char[grown]);
       memcpy(moved.get(), out_.get(), used_);
       out_ = std::move(moved);
@@ -147,6 +146,7 @@ class EncodeData {
     if (pending_ != 0) emit_literally(pending_);
     pending_ = 0;
   }
+  void lay_out(const uint8_t* units, size_t count);
   void emit_run();
 
   // False unless c is CR or LF; then the other half of a CR LF or LF CR pair is taken with it.
@@ -172,83 +172,114 @@ class EncodeData {
   int64_t error_count_ = 0;
 };
 
-// Writes the bytes that follow up to the next line break, each as emit_literally or
-// emit_hex_encoded would, through one table instead of a branch per class. A space or tab is
-// part of the run when the byte after it is no line break: held back, it would be written
-// literally, at the same column, as soon as that byte is read. One before a line break or at the
-// very end ends the run and goes the way of the held-back byte.
-void EncodeData::emit_run() {
-  // The state lives in locals here: the compiler cannot keep members in registers across the
-  // byte stores. The soft break is check_line_length's.
-  const uint8_t* const in = in_;
-  const int64_t length = in_length_;
-  const int64_t last_column = line_limit_ - 1;
-  int64_t position = in_position_;
-  int64_t column = line_length_;
-  size_t used = used_;
-  auto* out = reinterpret_cast<uint8_t*>(out_.get());
-  size_t capacity = capacity_;
-  for (; position < length; ++position) {
-    // A stretch of printable bytes that fits on the line goes out whole: 16 bytes are looked at,
-    // the stretch ends before the first byte that is no literal (a space or tab at its end stays
-    // out when a line break or the end follows it, as below).
-    if (position + 16 <= length &&
-        (kRunStart[in[position]] & kRunStart[in[position + 1]] & kRunStart[in[position + 2]] &
-         kRunStart[in[position + 3]]) != 0 &&
-        capacity - used >= 16 + kLargestStep && column + 1 < last_column) {
-      const vec16::V8 v = vec16::Load16(in + position);
-      int plain = vec16::FirstLane((v < vec16::Splat(32)) | (v > vec16::Splat(126)) | (v == vec16::Splat('=')));
-      if (plain > 0 && in[position + plain - 1] == ' ' &&
-          (position + plain == length || kClasses[in[position + plain]] == kLineBreak)) {
-        --plain;
-      }
-      plain = static_cast<int>(std::min<int64_t>(plain, last_column - 1 - column));
-      if (plain > 1) {
-        memcpy(out + used, &v, sizeof v);
-        used += static_cast<size_t>(plain);
-        column += plain;
-        position += plain - 1;
-        continue;
-      }
-    }
-    // Eight bytes without a line break among them or right after them, far enough from the
-    // line's end that no soft break can fall among them: each goes out through the table
-    // without a test (a space or tab among them is followed by no line break, so it is a literal).
-    if (position + 9 <= length && column + 3 * 8 < last_column && capacity - used >= 3 * 8 + kLargestStep &&
-        !HasLineBreak(in + position) && kClasses[in[position + 8]] != kLineBreak) {
-      for (int k = 0; k < 8; ++k) {
-        const Encoded& encoded = kEncoded[in[position + k]];
-        memcpy(out + used, encoded.bytes, sizeof encoded.bytes);
-        used += static_cast<size_t>(encoded.width);
-        column += encoded.width;
-      }
-      position += 7;
+// How many input bytes a run encodes before it lays them out; the scratch holds their units.
+constexpr int64_t kRunChunk = 2048;
+
+// Encodes the bytes from position up to the first CR or LF, or up to stop, into units (each byte
+// through kEncoded: itself or "=XX", no line breaks) and returns the bytes written; position
+// moves to the first byte not encoded. Sixteen bytes without a byte to escape, a tab or a line
+// break are copied as they are. Writes up to 16 bytes beyond the units it returns.
+size_t EncodeStretch(const uint8_t* in, int64_t& position, int64_t stop, uint8_t* units) {
+  uint8_t* to = units;
+  int64_t q = position;
+  while (q + 16 <= stop) {
+    const vec16::V8 v = vec16::Load16(in + q);
+    const uint32_t odd = vec16::LaneMask((v < vec16::Splat(32)) | (v > vec16::Splat(126)) | (v == vec16::Splat('=')));
+    if (odd == 0) {
+      memcpy(to, &v, sizeof v);
+      to += 16;
+      q += 16;
       continue;
     }
-    const uint8_t b = in[position];
-    const CharacterClass c = kClasses[b];
-    if (c == kLineBreak) break;
-    if (c == kWhiteSpace && (position + 1 == length || kClasses[in[position + 1]] == kLineBreak)) break;
-    if (capacity - used < kLargestStep) {
-      used_ = used;
-      Reserve(kLargestStep);
-      out = reinterpret_cast<uint8_t*>(out_.get());
-      capacity = capacity_;
+    // Lanes before a line break only; the plain ones before the first odd lane go as they are,
+    // those from it to the last odd lane through the table, and the next block starts after it.
+    const uint32_t breaks = vec16::LaneMask((v == vec16::Splat(kCR)) | (v == vec16::Splat(kLF)));
+    const int n = breaks != 0 ? __builtin_ctz(breaks) : 16;
+    if (n == 16 && (odd & 0x000F) != 0 && (odd & 0xF000) != 0) {
+      // Blocks with odd lanes near both ends (binary data) take all 16 lanes, a loop of fixed
+      // length.
+#pragma GCC unroll 16
+      for (int k = 0; k < 16; ++k) to = PutEncoded(to, in[q + k]);
+      q += 16;
+      continue;
     }
-    const Encoded& encoded = kEncoded[b];
-    if (column + encoded.width >= last_column) {
-      memcpy(out + used, "=\r\n", 3);
-      used += 3;
-      column = encoded.width;
-    } else {
-      column += encoded.width;
+    const uint32_t todo = odd & ((1u << n) - 1);
+    memcpy(to, &v, sizeof v);
+    if (todo == 0) {
+      to += n;
+      q += n;
+      position = q;
+      return static_cast<size_t>(to - units);  // a line break follows
     }
-    memcpy(out + used, encoded.bytes, sizeof encoded.bytes);
-    used += static_cast<size_t>(encoded.width);
+    const int first = __builtin_ctz(todo), last = 31 - __builtin_clz(todo);
+    to += first;
+    for (int k = first; k <= last; ++k) {
+      to = PutEncoded(to, in[q + k]);
+    }
+    q += last + 1;
   }
-  in_position_ = position;
-  line_length_ = column;
-  used_ = used;
+  for (; q < stop && kClasses[in[q]] != kLineBreak; ++q) {
+    to = PutEncoded(to, in[q]);
+  }
+  position = q;
+  return static_cast<size_t>(to - units);
+}
+
+// Writes the encoded units at the current column with check_line_length's soft breaks: a unit
+// goes on the line when it ends at or before the column limit - 2, else "=" CR LF comes first.
+// A line of room columns is copied whole, cut short by one or two bytes when an escape would
+// straddle its end ("=" starts every escape and appears nowhere else among the units). That
+// needs room >= 3 (every unit fits on a fresh line, and the column never passes room); shorter
+// limits go unit by unit.
+void EncodeData::lay_out(const uint8_t* units, size_t count) {
+  const int64_t room = line_limit_ - 2;
+  if (room >= 3) {
+    Reserve(static_cast<int64_t>(count) + 3 * (static_cast<int64_t>(count) / (room - 2) + 2));
+    size_t p = 0;
+    while (static_cast<int64_t>(count - p) > room - line_length_) {
+      size_t end = p + static_cast<size_t>(room - line_length_);
+      if (end > p && units[end - 1] == '=') {
+        end -= 1;
+      } else if (end > p + 1 && units[end - 2] == '=') {
+        end -= 2;
+      }
+      PUTS(units + p, static_cast<int64_t>(end - p));
+      PUTS(reinterpret_cast<const uint8_t*>("=\r\n"), 3);
+      line_length_ = 0;
+      p = end;
+    }
+    PUTS(units + p, static_cast<int64_t>(count - p));
+    line_length_ += static_cast<int64_t>(count - p);
+    return;
+  }
+  Reserve(4 * static_cast<int64_t>(count));
+  for (size_t p = 0; p < count;) {
+    const int width = units[p] == '=' ? 3 : 1;
+    check_line_length(width);
+    PUTS(units + p, width);
+    p += static_cast<size_t>(width);
+  }
+}
+
+// Writes the bytes that follow up to the next line break as emit_literally and emit_hex_encoded
+// would, each through one table instead of a branch per class. A space or tab is part of the
+// run when the byte after it is no line break: held back, it would be written literally, at the
+// same column, as soon as that byte is read. One before a line break or at the very end ends
+// the run and goes the way of the held-back byte. Long runs go kRunChunk bytes at a time.
+void EncodeData::emit_run() {
+  uint8_t units[3 * kRunChunk + 16];  // not cleared: only the units written are read
+  for (;;) {
+    const int64_t start = in_position_;
+    size_t count = EncodeStretch(in_, in_position_, std::min(in_length_, start + kRunChunk), units);
+    const bool ended = in_position_ == in_length_ || kClasses[in_[in_position_]] == kLineBreak;
+    // A space or tab right before the line break or the end is held back.
+    if (ended && in_position_ > start && kClasses[in_[in_position_ - 1]] == kWhiteSpace) {
+      --in_position_;
+      --count;
+    }
+    lay_out(units, count);
+    if (ended) return;
+  }
 }
 
 void EncodeData::encode() {

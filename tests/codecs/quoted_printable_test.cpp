@@ -229,6 +229,42 @@ TEST_CASE("quoted-printable: round trips and the byte-by-byte references") {
   }
 }
 
+TEST_CASE("quoted-printable encoding of long lines: spaces, line breaks and escapes at every place near 2 KiB") {
+  // A line of several KiB is encoded a stretch at a time and laid out in lines afterwards: a
+  // space or tab before a line break, an escape or a line break must come out the same wherever
+  // it falls against the stretches, the 16-byte blocks and the lines.
+  zyltest::PluginHost host;
+  std::mt19937 rng(20261124);
+  // Prose with an escape now and then (sparse blocks) and binary data without line breaks
+  // (dense blocks).
+  std::string base(6000, 'a'), dense(6000, 'a');
+  for (char& c : base) c = rng() % 24 == 0 ? '\xE9' : static_cast<char>('a' + rng() % 26);
+  for (char& c : dense) {
+    do c = static_cast<char>(rng()); while (c == '\r' || c == '\n');
+  }
+  const char* const inserts[] = {" \r\n", "\t\n", "\xC3\xA9", "=", " ", "  \r", "\xFF\xFE\x01"};
+  for (const size_t at : {size_t{2030}, size_t{2040}, size_t{2045}, size_t{2046}, size_t{2047}, size_t{2048},
+                          size_t{2049}, size_t{2063}, size_t{4094}, size_t{4095}, size_t{4096}}) {
+    for (const char* insert : inserts) {
+      for (const std::string* text : {&base, &dense}) {
+        std::string in = text->substr(0, at) + insert + text->substr(at);
+        for (const int64_t limit : {int64_t{3}, int64_t{5}, int64_t{6}, int64_t{72}, int64_t{76}, int64_t{1000},
+                                    int64_t{0x7FFFFFFF}}) {
+          CAPTURE(at);
+          CAPTURE(insert);
+          CAPTURE(limit);
+          CHECK(Encode(in, limit).value_or("") == ReferenceEncode(in, limit));
+        }
+      }
+    }
+  }
+  // Ends with a space, a tab or an escape exactly at a stretch's end.
+  for (const char* tail : {" ", "\t", "=", "\xE9", " \t"}) {
+    const std::string in = base.substr(0, 2048 - std::string(tail).size()) + tail;
+    CHECK(Encode(in, 76).value_or("") == ReferenceEncode(in, 76));
+  }
+}
+
 TEST_CASE("quoted-printable decoding of long text: every place of a stop in the 64-byte blocks and at the end") {
   zyltest::PluginHost host;
   // Plain stretches long enough for whole blocks, with each kind of stop at each offset: escapes
