@@ -2,7 +2,6 @@
 // encoded word.
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <cstdint>
 #include <memory>
@@ -56,9 +55,7 @@ constexpr auto kEncoded = [] {
                               escaped ? hexdigits::kPairs[b][0] : uint8_t{0},
                               escaped ? hexdigits::kPairs[b][1] : uint8_t{0}, 0};
     uint64_t word = uint64_t{escaped ? 3u : 1u} << 32;
-    for (int k = 0; k < 4; ++k) {
-      word |= uint64_t{bytes[k]} << (std::endian::native == std::endian::little ? 8 * k : 24 - 8 * k);
-    }
+    for (int k = 0; k < 4; ++k) word |= uint64_t{bytes[k]} << 8 * k;  // little-endian (vector16.h)
     encoded[b] = word;
   }
   return encoded;
