@@ -99,16 +99,21 @@ constexpr const char* kEntryNames[kEntryCount] = {
 // ordering is enough; the atomics only keep that harmless race well-defined.
 std::atomic<void*> gEntryCache[kEntryCount];
 
-// The cached address of an entry, asking the resolver when nothing is cached (a nil answer is
-// stored as nil, so the next call asks again).
+// Asks the resolver for an entry and caches the answer (a nil answer is stored as nil, so the
+// next call asks again).
+[[gnu::noinline, gnu::cold]] void* ResolveUncached(Entry entry) {
+  Resolver resolver = gResolver;
+  void* address = resolver != nullptr ? resolver(kEntryNames[entry]) : nullptr;
+  gEntryCache[entry].store(address, std::memory_order_relaxed);
+  return address;
+}
+
+// The cached address of an entry. Every host call goes through here, so the cached case is
+// inlined into each wrapper.
 template <typename Fn>
-Fn* Resolve(Entry entry) {
+[[gnu::always_inline]] inline Fn* Resolve(Entry entry) {
   void* address = gEntryCache[entry].load(std::memory_order_relaxed);
-  if (address == nullptr) {
-    Resolver resolver = gResolver;
-    address = resolver != nullptr ? resolver(kEntryNames[entry]) : nullptr;
-    gEntryCache[entry].store(address, std::memory_order_relaxed);
-  }
+  if (address == nullptr) [[unlikely]] address = ResolveUncached(entry);
   return reinterpret_cast<Fn*>(address);
 }
 
