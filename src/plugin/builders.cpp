@@ -72,22 +72,28 @@ bool HostConvertsUnicodeResultsToUTF8() { return HostBuildsWithEncoding(); }
 bool IsASCII(const void* bytes, int64_t count) {
   const auto* p = static_cast<const unsigned char*>(bytes);
   if (p == nullptr || count < 1) return true;
+  if (count < 16) {
+    // Two words that overlap cover 8 to 15 bytes.
+    if (count >= 8) {
+      uint64_t first, last;
+      memcpy(&first, p, sizeof first);
+      memcpy(&last, p + count - 8, sizeof last);
+      return ((first | last) & 0x8080808080808080ull) == 0;
+    }
+    uint8_t any = 0;
+    for (int64_t i = 0; i < count; ++i) any |= p[i];
+    return (any & 0x80) == 0;
+  }
   int64_t i = 0;
-  // One test for 64 bytes.
+  // One test for 64 bytes, then 16 at a time; the last 16 may overlap bytes already tested.
   for (; i + 64 <= count; i += 64) {
     const vec16::V8 any = vec16::Load16(p + i) | vec16::Load16(p + i + 16) | vec16::Load16(p + i + 32) |
                           vec16::Load16(p + i + 48);
     if (vec16::AnyHighBit(any)) return false;
   }
-  for (; i + 8 <= count; i += 8) {
-    uint64_t word;
-    memcpy(&word, p + i, sizeof word);
-    if ((word & 0x8080808080808080ull) != 0) return false;
-  }
-  for (; i < count; ++i) {
-    if (p[i] & 0x80) return false;
-  }
-  return true;
+  vec16::V8 any = vec16::Load16(p + count - 16);
+  for (; i + 16 <= count; i += 16) any |= vec16::Load16(p + i);
+  return !vec16::AnyHighBit(any);
 }
 
 int64_t UTF32ToUTF16(const uint32_t* source, int64_t count, uint16_t* destination) {

@@ -2,6 +2,7 @@
 // "IsASCIIStringZYL".
 #include <doctest/doctest.h>
 
+#include "plugin/builders.h"
 #include "support/plugin_host.h"
 #include "text/text.h"
 #include "text/text_test_support.h"
@@ -45,6 +46,26 @@ TEST_CASE("CheckUTF8 returns the valid prefix as the reference does; IsSpaceOnly
   CHECK(zyl::IsSpaceOnly(" \t\r\n\0 ", 6));
   CHECK_FALSE(zyl::IsSpaceOnly("   !", 4));
   CHECK_FALSE(zyl::IsSpaceOnly(" \xA0", 2));
+}
+
+TEST_CASE("IsASCII finds a high bit at every position of every length up to 200") {
+  std::string bytes(200, 'a');
+  int wrong = 0;
+  for (int64_t n = 0; n <= 200; ++n) {
+    wrong += !zyl::IsASCII(bytes.data(), n);
+    for (int64_t at = 0; at < n; ++at) {
+      bytes[static_cast<size_t>(at)] = static_cast<char>(at % 2 ? 0x80 : 0xFF);
+      wrong += zyl::IsASCII(bytes.data(), n);
+      bytes[static_cast<size_t>(at)] = 0x7F;
+      wrong += !zyl::IsASCII(bytes.data(), n);
+      bytes[static_cast<size_t>(at)] = 'a';
+    }
+    // A high bit just past the end is not the text's.
+    if (n < 200) bytes[static_cast<size_t>(n)] = '\x80';
+    wrong += !zyl::IsASCII(bytes.data(), n);
+    if (n < 200) bytes[static_cast<size_t>(n)] = 'a';
+  }
+  CHECK(wrong == 0);
 }
 
 TEST_CASE("rbData views a string's own bytes and windows of a memory block") {
