@@ -258,6 +258,8 @@ int64_t WellFormedPrefix(const uint8_t* p, int64_t n) {
   // for the walk is at most a sequence cut off by the end.
   if (i < n && n >= 35) {
     const V8 a = Load16(p + n - 32), b = Load16(p + n - 16);
+    // ASCII to the end with nothing open at i: valid to the end, as in the loop.
+    if (!AnyHighBit(a | b) && !SequenceOpenAt(p, i)) return n;
     if (!AnyLane(BadLanes(p + n - 32, a) | BadLanes(p + n - 16, b))) i = BoundaryAtOrBefore(p, n);
   }
   return Walk(p, BoundaryAtOrBefore(p, i), n, n, &rejected);
