@@ -64,6 +64,20 @@ uint32_t LoadUnit(const void* data, int64_t index, int unitSize) {
   return unit;
 }
 
+// Whether any element of a small array is set, without a branch per element.
+template <typename T, std::size_t N>
+bool Any(const T (&items)[N]) {
+  uintptr_t bits = 0;
+  for (const T& item : items) bits |= reinterpret_cast<uintptr_t>(item);
+  return bits != 0;
+}
+template <std::size_t N>
+bool Any(const bool (&flags)[N]) {
+  bool any = false;
+  for (bool flag : flags) any |= flag;
+  return any;
+}
+
 void LogIfDebugging(const char* text) {
   if (DebuggingEnabled) LogMessage(text);
 }
@@ -113,23 +127,26 @@ rbText::~rbText() {
   for (REALstringStruct* s : strings_) {
     if (s != nullptr) REALUnlockString(s);
   }
-  for (int f = 0; f < kFormCount; ++f) {
-    if (dispose_[f]) {
-      REALDisposeStringData(&records_[f]);
-      dispose_[f] = false;
+  // Most texts hold no string data and no buffer: each group is tested as a whole (no branch per
+  // form) before it is walked.
+  if (Any(dispose_)) {
+    for (int f = 0; f < kFormCount; ++f) {
+      if (dispose_[f]) {
+        REALDisposeStringData(&records_[f]);
+        dispose_[f] = false;
+      }
     }
   }
-  for (void* buffer : owned_) {
-    if (buffer != nullptr) FreeMemoryNow(buffer);
+  if (Any(owned_)) {
+    for (void* buffer : owned_) {
+      if (buffer != nullptr) FreeMemoryNow(buffer);
+    }
   }
 }
 
 void rbText::Clear() {
   for (REALstringStruct*& s : strings_) s = nullptr;
-  for (int f = 0; f < kFormCount; ++f) {
-    owned_[f] = nullptr;
-    dispose_[f] = false;  // a record is read only after AskHost has filled it
-  }
+  for (bool& dispose : dispose_) dispose = false;  // a record is read only after AskHost has filled it
   SetEmptyASCII();
   error_ = false;
 }
@@ -137,8 +154,11 @@ void rbText::Clear() {
 void rbText::SetEmptyASCII() {
   for (int f = 0; f < kFormCount; ++f) {
     owned_[f] = nullptr;
-    SetEmptyForm(static_cast<Form>(f));
+    lengths_[f] = 0;
+    data_[f] = EmptyBuffer;
   }
+  data_[kUTF16] = EmptyBufferUInt16;
+  data_[kUTF32] = EmptyBufferUInt32;
   encoding_ = kEncodingASCII;
   asciiState_ = kIsASCII;
 }
