@@ -115,21 +115,21 @@ REALstringStruct* EncodingToHex(REALstringStruct* s) {
   rbData bytes(s);
   const int64_t n = bytes.Size();
   if (n == 0 || n > kMaxHostLength / 2) return nullptr;  // longer text has no host string
-  OwnedBytes out = AllocateBytes(2 * n);
-  if (out == nullptr) return nullptr;
-  WriteHex(bytes.Data(), n, out.get());
-  return REALBuildUnicodeString(out.get(), 2 * n, kEncodingASCII);
+  LocalBytes<kLocalResult> out(2 * n, kUncleared);
+  if (out.Get() == nullptr) return nullptr;
+  WriteHex(bytes.Data(), n, out.Get());
+  return REALBuildUnicodeString(out.Get(), 2 * n, kEncodingASCII);
 }
 
 REALstringStruct* DecodingToHex(REALstringStruct* s) {
   rbText text(s);
   const int64_t n = text.LengthASCII();
   if (n <= 1) return nullptr;
-  OwnedBytes out = AllocateBytes(n / 2);
-  if (out == nullptr) return nullptr;
+  LocalBytes<kLocalResult> out(n / 2, kUncleared);
+  if (out.Get() == nullptr) return nullptr;
   // An odd last character is ignored.
-  ReadHex(reinterpret_cast<const uint8_t*>(text.GetASCII()), n / 2, out.get());
-  return REALBuildUnicodeString(out.get(), n / 2, kEncodingNone);
+  ReadHex(reinterpret_cast<const uint8_t*>(text.GetASCII()), n / 2, out.Get());
+  return REALBuildUnicodeString(out.Get(), n / 2, kEncodingNone);
 }
 
 REALstringStruct* Hexstring(REALstringStruct* input, int64_t hexlen, int64_t linelen, REALstringStruct* linestart,

@@ -74,7 +74,8 @@ REALstringStruct* EncodingToURL2(REALstringStruct* s, int64_t /*options*/) {
   const int64_t n = bytes.Size();
   if (n > (INT64_MAX - 10) / 3) return nullptr;
   // 3n bytes at most; the spare bytes take the unused tail of the last 4-byte entry copied.
-  auto* out = static_cast<uint8_t*>(AllocateClearMemory(3 * n + 10));
+  LocalBytes<kLocalResult> buffer(3 * n + 10, kCleared);
+  uint8_t* const out = buffer.Get();
   if (out == nullptr) return nullptr;
   const uint8_t* in = bytes.Data();
   uint8_t* cursor = out;
@@ -83,9 +84,7 @@ REALstringStruct* EncodingToURL2(REALstringStruct* s, int64_t /*options*/) {
     memcpy(cursor, &escape, sizeof escape);
     cursor += escape.length;
   }
-  REALstringStruct* result = REALBuildUnicodeString(out, cursor - out, kEncodingASCII);
-  FreeMemoryNow(out);
-  return result;
+  return REALBuildUnicodeString(out, cursor - out, kEncodingASCII);
 }
 
 REALstringStruct* DecodingToURL1(REALstringStruct* s) { return DecodingToURL2(s, 0); }
@@ -134,12 +133,12 @@ REALstringStruct* DecodingToURL2(REALstringStruct* s, int64_t options) {
   const int64_t n = bytes.Size();
   if (n < 1) return nullptr;
   // An escape never gives more bytes than it reads; the spare bytes take whole blocks.
-  OwnedBytes buffer = AllocateBytes(n + stopwalk::kBlock);
-  if (buffer == nullptr) return nullptr;
+  LocalBytes<kLocalResult> buffer(n + stopwalk::kBlock, kUncleared);
+  if (buffer.Get() == nullptr) return nullptr;
   const bool plusIsSpace = (options & 1) != 0;
-  const int64_t written = plusIsSpace ? DecodeURLBytes<true>(bytes.Data(), n, buffer.get())
-                                      : DecodeURLBytes<false>(bytes.Data(), n, buffer.get());
-  return REALBuildUnicodeString(buffer.get(), written, kEncodingNone);
+  const int64_t written = plusIsSpace ? DecodeURLBytes<true>(bytes.Data(), n, buffer.Get())
+                                      : DecodeURLBytes<false>(bytes.Data(), n, buffer.Get());
+  return REALBuildUnicodeString(buffer.Get(), written, kEncodingNone);
 }
 
 }  // namespace zyl

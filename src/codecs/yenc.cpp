@@ -36,10 +36,10 @@ uint8_t* yDecode(const uint8_t* in, uint8_t* out, int64_t n) {
 template <typename Build>
 auto DecodeWith(const rbData& data, Build build) -> decltype(build(nullptr, int64_t{0})) {
   if (data.Empty()) return nullptr;
-  ClearedBytes out = AllocateClearBytes(data.Size());
-  if (out == nullptr) return nullptr;
-  const uint8_t* written = yDecode(data.Data(), out.get(), data.Size());
-  return build(out.get(), written - out.get());
+  LocalBytes<kLocalResult> out(data.Size(), kCleared);
+  if (out.Get() == nullptr) return nullptr;
+  const uint8_t* written = yDecode(data.Data(), out.Get(), data.Size());
+  return build(out.Get(), written - out.Get());
 }
 
 }  // namespace

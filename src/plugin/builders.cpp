@@ -51,14 +51,9 @@ bool BuildValidTextAsUTF8(const void* bytes, int64_t length, Encode encode, REAL
   const auto* units = static_cast<const Unit*>(bytes);
   const int64_t count = length / kUnit;
   if (units[0] == 0xFEFF || units[0] == 0xFFFE) return false;
-  uint8_t local[1024];
-  ClearedBytes heap;
-  uint8_t* out = local;
-  if (count > static_cast<int64_t>(sizeof local) / kMostBytesPerUnit) {
-    heap.reset(static_cast<uint8_t*>(AllocateMemory(count * kMostBytesPerUnit)));
-    if (heap == nullptr) return false;
-    out = heap.get();
-  }
+  LocalBytes<1024> buffer(count * kMostBytesPerUnit, kUncleared);
+  uint8_t* const out = buffer.Get();
+  if (out == nullptr) return false;
   const int64_t written = encode(units, count, out);
   if (written < 0 || written > kMaxHostLength) return false;
   *result = REALBuildStringWithEncoding(out, static_cast<int32_t>(written), kEncodingUTF8);
@@ -137,16 +132,13 @@ REALstringStruct* REALBuildUnicodeStringUTF32(const void* bytes, int64_t length)
     return BuildAsUTF8(bytes, length, kEncodingUTF32);
   }
 
-  // Older hosts know no UTF-32: go through UTF-16. Short inputs use a local buffer.
+  // Older hosts know no UTF-32: go through UTF-16, at most two units per code point.
   const int64_t count = length / 4;  // a trailing partial code point is ignored
-  uint16_t local[400];
-  uint16_t* units = local;
-  if (length >= 800) {
-    units = static_cast<uint16_t*>(AllocateClearMemory((2 * count + 1) * 2));
-    if (units == nullptr) {
-      if (DebuggingEnabled) LogMessage("Out of memory in REALBuildUnicodeStringUTF32.");
-      return nullptr;
-    }
+  LocalBytes<800> buffer((2 * count + 1) * 2, kCleared);
+  auto* const units = buffer.As<uint16_t>();
+  if (units == nullptr) {
+    if (DebuggingEnabled) LogMessage("Out of memory in REALBuildUnicodeStringUTF32.");
+    return nullptr;
   }
   // The bytes need not be aligned for 32-bit reads: copy the code points out in chunks.
   uint32_t chunk[256];
@@ -159,9 +151,7 @@ REALstringStruct* REALBuildUnicodeStringUTF32(const void* bytes, int64_t length)
   }
   units[written] = 0;
   // Nothing left (a partial code point, or only dropped surrogate values): no empty host string.
-  REALstringStruct* s = written > 0 ? REALBuildUnicodeStringUTF16(units, written * 2) : nullptr;
-  if (units != local) FreeMemoryNow(units);
-  return s;
+  return written > 0 ? REALBuildUnicodeStringUTF16(units, written * 2) : nullptr;
 }
 
 REALstringStruct* REALBuildUnicodeString(const void* bytes, int64_t length, uint32_t encoding) noexcept {

@@ -38,6 +38,43 @@ inline ClearedBytes AllocateClearBytes(int64_t size) {
 // AllocateMemory (contents undefined) as owned bytes; empty when size is below 1 or memory is short.
 inline OwnedBytes AllocateBytes(int64_t size) { return OwnedBytes(static_cast<uint8_t*>(AllocateMemory(size))); }
 
+// LocalBytes: private bytes for the work of one call, in an array of N bytes inside the object
+// (on the caller's stack) when size fits and from the allocator otherwise (AllocateClearMemory
+// when kCleared, AllocateMemory when not). Get() is nil when memory is short; a size below 1
+// gives the array. Short texts, what most calls pass, never reach the allocator.
+enum LocalContents { kUncleared, kCleared };
+template <std::size_t N>
+class LocalBytes {
+ public:
+  LocalBytes(int64_t size, LocalContents contents) {
+    if (size <= static_cast<int64_t>(N)) {
+      data_ = local_;
+      if (contents == kCleared) ClearMemory(local_, size);
+    } else {
+      heap_.reset(static_cast<uint8_t*>(contents == kCleared ? AllocateClearMemory(size) : AllocateMemory(size)));
+      data_ = heap_.get();
+    }
+  }
+  LocalBytes(const LocalBytes&) = delete;
+  LocalBytes& operator=(const LocalBytes&) = delete;
+
+  uint8_t* Get() const { return data_; }
+  // The bytes as units of a wider type (the array and the allocator's blocks are aligned for it).
+  template <typename Unit>
+  Unit* As() const {
+    static_assert(alignof(Unit) <= 16);
+    return reinterpret_cast<Unit*>(data_);
+  }
+
+ private:
+  alignas(16) uint8_t local_[N];
+  OwnedBytes heap_;
+  uint8_t* data_ = nullptr;
+};
+
+// The array of LocalBytes for a result: room for what short texts give.
+inline constexpr std::size_t kLocalResult = 512;
+
 // ScratchBytes: uninitialised private bytes from operator new, freed at scope end.
 // NewScratchBytes throws std::bad_alloc when memory is short. (Use it rather than an array new of
 // a run-time size, which would tie the library to a newer C++ runtime than it promises to need.)

@@ -135,10 +135,10 @@ REALstringStruct* CombineWithMask(REALstringStruct* data, REALstringStruct* mask
   const rbData in(data);
   const int64_t length = in.Size();
   if (length == 0 || length > kMaxHostLength) return nullptr;
-  ClearedBytes out = AllocateClearBytes(length);
-  if (out == nullptr) return nullptr;
-  CombineRepeating<Op, kWithIndex>(out.get(), in.Data(), length, mask.Data(), mask.Size(), offset);
-  return REALBuildUnicodeString(out.get(), length, kEncodingNone);
+  LocalBytes<kLocalResult> out(length, kCleared);
+  if (out.Get() == nullptr) return nullptr;
+  CombineRepeating<Op, kWithIndex>(out.Get(), in.Data(), length, mask.Data(), mask.Size(), offset);
+  return REALBuildUnicodeString(out.Get(), length, kEncodingNone);
 }
 
 }  // namespace

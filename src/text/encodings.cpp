@@ -82,11 +82,10 @@ static_assert(kFromUnicodeISO8859.Find(0xFF) == 0xFF && kFromUnicodeISO8859.Find
 REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse) {
   const uint8_t* in = text.GetUTF8Bytes();
   const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
-  // At most one byte per code point, and 16 spare for whole vectors. Short texts use the stack.
-  uint8_t local[256];
-  OwnedBytes heap = valid + 16 > static_cast<int64_t>(sizeof local) ? AllocateBytes(valid + 16) : nullptr;
-  if (valid + 16 > static_cast<int64_t>(sizeof local) && heap == nullptr) return nullptr;
-  uint8_t* const out = heap != nullptr ? heap.get() : local;
+  // At most one byte per code point, and 16 spare for whole vectors.
+  LocalBytes<kLocalResult> buffer(valid + 16, kUncleared);
+  uint8_t* const out = buffer.Get();
+  if (out == nullptr) return nullptr;
   int64_t units = 0, written = 0;
   for (int64_t i = 0; i < valid;) {
     if (in[i] < 0x80) {
@@ -184,10 +183,10 @@ static_assert(sizeof(UTF8OfByte) == 4);
 bool DecodeAsUTF8(const rbData& view, const UTF8CodePage& utf8, REALstringStruct** result) {
   const int64_t count = view.Size();
   if (count > kMaxHostLength / 2) return false;  // the UTF-16 path gives nil there
-  OwnedBytes out = AllocateBytes(3 * count + 4);
-  if (out == nullptr) return false;
+  LocalBytes<kLocalResult> out(3 * count + 4, kUncleared);
+  if (out.Get() == nullptr) return false;
   const uint8_t* bytes = view.Data();
-  uint8_t* o = out.get();
+  uint8_t* o = out.Get();
   for (int64_t i = 0; i < count;) {
     if (bytes[i] < 0x80 && i + 16 <= count && bytes[i + 1] < 0x80) {
       // Room: 3 bytes for each byte read, so 16 more always fit.
@@ -202,8 +201,8 @@ bool DecodeAsUTF8(const rbData& view, const UTF8CodePage& utf8, REALstringStruct
       o += piece.length;
     }
   }
-  if (o - out.get() > kMaxHostLength) return false;
-  *result = REALBuildUnicodeString(out.get(), o - out.get(), kEncodingUTF8);
+  if (o - out.Get() > kMaxHostLength) return false;
+  *result = REALBuildUnicodeString(out.Get(), o - out.Get(), kEncodingUTF8);
   return true;
 }
 

@@ -1,6 +1,7 @@
 // Result builders, memory blocks, arrays, handles and the host operations' fallbacks.
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -212,6 +213,20 @@ TEST_CASE("handles") {
   CHECK(zyl::lockHandle(nullptr) == nullptr);
   CHECK(zyl::AllocateClearMemory(0) == nullptr);
   CHECK(zyl::AllocateClearMemory(-5) == nullptr);
+}
+
+TEST_CASE("LocalBytes: the inner array up to its size, the allocator beyond; cleared when asked") {
+  for (const int64_t size : {int64_t{0}, int64_t{1}, int64_t{16}, int64_t{17}, int64_t{1000}}) {
+    CAPTURE(size);
+    zyl::LocalBytes<16> cleared(size, zyl::kCleared);
+    const auto* at = reinterpret_cast<const uint8_t*>(&cleared);
+    const bool inside = cleared.Get() >= at && cleared.Get() < at + sizeof cleared;
+    CHECK(inside == (size <= 16));
+    CHECK(reinterpret_cast<uintptr_t>(cleared.Get()) % 16 == 0);
+    CHECK(std::count(cleared.Get(), cleared.Get() + size, 0) == size);
+    zyl::LocalBytes<16> uncleared(size, zyl::kUncleared);
+    memset(uncleared.Get(), 0xAB, static_cast<size_t>(size));  // writable to its end
+  }
 }
 
 TEST_CASE("rbFreeLater gives back what its variables hold and clears them") {
