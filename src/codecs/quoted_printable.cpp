@@ -72,20 +72,29 @@ inline uint8_t* PutEncoded(uint8_t* to, uint8_t b) {
 
 // The working state of one encoding or decoding. The input is read through GETC, which returns
 // -1 at the end without moving; pushing that -1 back does nothing, so input that ends in CR or
-// LF ends cleanly. The output starts at input length + 1024 bytes and grows (see Reserve) when a
-// step may not fit; every step makes room for what it writes before writing it.
+// LF ends cleanly. The output starts at input length + 1024 bytes (in the object itself when that
+// fits) and grows (see Reserve) when a step may not fit; every step makes room for what it writes
+// before writing it.
 class EncodeData {
  public:
   EncodeData(const uint8_t* input, int64_t length, int64_t lineLimit)
       : in_(input), in_length_(length), line_limit_(lineLimit) {
     // Not cleared: nothing is read before it is written.
-    out_.reset(new char[static_cast<size_t>(length) + 1024]);
     capacity_ = static_cast<size_t>(length) + 1024;
+    if (capacity_ <= sizeof local_) {
+      capacity_ = sizeof local_;
+      out_ = local_;
+    } else {
+      heap_.reset(new char[capacity_]);
+      out_ = heap_.get();
+    }
   }
+  EncodeData(const EncodeData&) = delete;
+  EncodeData& operator=(const EncodeData&) = delete;
 
   void encode();
   void decode();
-  const char* Output() const { return out_.get(); }
+  const char* Output() const { return out_; }
   int64_t OutputLength() const { return static_cast<int64_t>(used_); }
 
  private:
@@ -100,8 +109,9 @@ class EncodeData {
       const auto projected = static_cast<size_t>(ratio * 1.125 * static_cast<double>(in_length_ - in_position_));
       const size_t grown = std::max({capacity_ + capacity_ / 2, used_ + projected + 1024, used_ + static_cast<size_t>(count)});
       std::unique_ptr<char[]> moved(new char[grown]);
-      memcpy(moved.get(), out_.get(), used_);
-      out_ = std::move(moved);
+      memcpy(moved.get(), out_, used_);
+      heap_ = std::move(moved);
+      out_ = heap_.get();
       capacity_ = grown;
     }
   }
@@ -111,7 +121,7 @@ class EncodeData {
   }
   void PUTC(int c) { out_[used_++] = static_cast<char>(c); }
   void PUTS(const uint8_t* bytes, int64_t count) {
-    memcpy(out_.get() + used_, bytes, static_cast<size_t>(count));
+    memcpy(out_ + used_, bytes, static_cast<size_t>(count));
     used_ += static_cast<size_t>(count);
   }
 
@@ -157,7 +167,9 @@ class EncodeData {
   static int hex_to_nybble(int c) { return c < 0 ? -1 : hexdigits::kNybble[c]; }
   void decode_escape();
 
-  std::unique_ptr<char[]> out_;
+  char* out_ = nullptr;
+  std::unique_ptr<char[]> heap_;
+  char local_[2048];
   size_t capacity_ = 0;
   size_t used_ = 0;
   const uint8_t* in_;
@@ -368,7 +380,7 @@ void EncodeData::decode() {
   };
   int64_t position = in_position_;
   auto used = static_cast<int64_t>(used_);
-  while (!stopwalk::Walk(in_, in_length_, position, reinterpret_cast<uint8_t*>(out_.get()), used, stops, step)) {
+  while (!stopwalk::Walk(in_, in_length_, position, reinterpret_cast<uint8_t*>(out_), used, stops, step)) {
     in_position_ = position + 1;
     used_ = static_cast<size_t>(used);
     decode_escape();
