@@ -64,17 +64,11 @@ uint32_t LoadUnit(const void* data, int64_t index, int unitSize) {
   return unit;
 }
 
-// Whether any element of a small array is set, without a branch per element.
+// Whether any element of a small array is set (a flag, a pointer), without a branch per element.
 template <typename T, std::size_t N>
 bool Any(const T (&items)[N]) {
-  uintptr_t bits = 0;
-  for (const T& item : items) bits |= reinterpret_cast<uintptr_t>(item);
-  return bits != 0;
-}
-template <std::size_t N>
-bool Any(const bool (&flags)[N]) {
   bool any = false;
-  for (bool flag : flags) any |= flag;
+  for (const T& item : items) any |= item != T{};
   return any;
 }
 
