@@ -36,7 +36,7 @@ void* AllocateClearMemory(int64_t size) {
 void FreeMemoryNow(void* address) { free(address); }
 
 void* AllocateMemory(int64_t size) {
-  if (size < 1) return nullptr;
+  if (size < 1 || AllocationFailsForTests()) return nullptr;
   return malloc(static_cast<size_t>(size));
 }
 

@@ -11,7 +11,9 @@ namespace zyl {
 
 // Units of private memory written through a cursor. The capacity given at construction is only
 // the first reservation, not cleared (nothing is read before it is written): Room() grows the
-// buffer (by at least half) whenever a write needs more.
+// buffer (by at least half) whenever a write needs more. A first reservation of up to
+// kLocalBytes is an array inside the object (on the caller's stack), so that the short texts
+// most calls pass never reach the allocator; growing moves what was written to the heap.
 // Throws std::bad_alloc when memory is short or a size would overflow; the guard of the
 // registered function turns that into a host exception.
 template <typename Unit>
@@ -20,9 +22,14 @@ class OutputBuffer {
   explicit OutputBuffer(int64_t capacity) {
     if (capacity < 1) capacity = 1;
     if (capacity > kMaxUnits) throw std::bad_alloc();
-    handle_ = allocateUnclearedHandle(capacity * kUnit);
-    if (handle_ == nullptr) throw std::bad_alloc();
-    begin_ = static_cast<Unit*>(lockHandle(handle_));
+    if (capacity <= kLocalUnits) {
+      begin_ = reinterpret_cast<Unit*>(local_);
+      capacity = kLocalUnits;
+    } else {
+      handle_ = allocateUnclearedHandle(capacity * kUnit);
+      if (handle_ == nullptr) throw std::bad_alloc();
+      begin_ = static_cast<Unit*>(lockHandle(handle_));
+    }
     cursor_ = begin_;
     end_ = begin_ + capacity;
   }
@@ -58,6 +65,8 @@ class OutputBuffer {
  private:
   static constexpr int64_t kUnit = static_cast<int64_t>(sizeof(Unit));
   static constexpr int64_t kMaxUnits = INT64_MAX / 4 / kUnit;
+  static constexpr int64_t kLocalBytes = 2048;
+  static constexpr int64_t kLocalUnits = kLocalBytes / kUnit;
 
   void Grow(int64_t count) {
     const int64_t length = Length();
@@ -66,15 +75,17 @@ class OutputBuffer {
     int64_t grown = capacity + capacity / 2;
     if (grown < length + count) grown = length + count;
     if (grown > kMaxUnits) grown = kMaxUnits;
-    Handle moved = resizeHandle(handle_, grown * kUnit);
+    Handle moved = handle_ != nullptr ? resizeHandle(handle_, grown * kUnit) : allocateUnclearedHandle(grown * kUnit);
     if (moved == nullptr) throw std::bad_alloc();
+    if (handle_ == nullptr) memcpy(lockHandle(moved), local_, static_cast<size_t>(length * kUnit));
     handle_ = moved;
     begin_ = static_cast<Unit*>(lockHandle(handle_));
     cursor_ = begin_ + length;
     end_ = begin_ + grown;
   }
 
-  Handle handle_ = nullptr;
+  Handle handle_ = nullptr;  // nil while the units are in local_
+  alignas(16) unsigned char local_[kLocalBytes];
   Unit* begin_ = nullptr;
   Unit* cursor_ = nullptr;
   Unit* end_ = nullptr;

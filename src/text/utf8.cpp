@@ -72,7 +72,7 @@ REALstringStruct* RepairUTF8(const uint8_t* input, int64_t size, REALstringStruc
   const int64_t replacementLength = placeholderText.LengthUTF8();
   uint32_t replacementWord = 0;
   if (replacementLength <= 4) memcpy(&replacementWord, replacement, static_cast<size_t>(replacementLength));
-  OutputBuffer<uint8_t> out(size + 4096);
+  OutputBuffer<uint8_t> out(size + std::min<int64_t>(size, 4096));
   for (int64_t i = 0;;) {
     out.Append(input + i, valid);
     i += valid;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "plugin/host_api.h"
 #include "plugin/log.h"
 #include "plugin/memory.h"
+#include "plugin/output_buffer.h"
 #include "plugin/registration.h"
 #include "support/plugin_host.h"
 #include "text/text_test_support.h"
@@ -227,6 +229,34 @@ TEST_CASE("LocalBytes: the inner array up to its size, the allocator beyond; cle
     zyl::LocalBytes<16> uncleared(size, zyl::kUncleared);
     memset(uncleared.Get(), 0xAB, static_cast<size_t>(size));  // writable to its end
   }
+}
+
+TEST_CASE("OutputBuffer keeps what was written when it grows, from its own array or the heap") {
+  // First reservations inside the array and beyond it; writes that outgrow each.
+  for (const int64_t first : {int64_t{1}, int64_t{500}, int64_t{512}, int64_t{513}, int64_t{5000}}) {
+    CAPTURE(first);
+    zyl::OutputBuffer<uint32_t> out(first);
+    std::vector<uint32_t> expected;
+    for (uint32_t k = 0; k < 3000; ++k) {
+      const auto count = static_cast<int64_t>(1 + k % 7);
+      uint32_t* at = out.Room(count);
+      for (int64_t j = 0; j < count; ++j) expected.push_back(at[j] = k * 8 + static_cast<uint32_t>(j));
+      out.Advance(count);
+    }
+    REQUIRE(out.Length() == static_cast<int64_t>(expected.size()));
+    CHECK(std::equal(expected.begin(), expected.end(), out.Data()));
+  }
+}
+
+TEST_CASE("OutputBuffer: a failed growth from its own array is a shortage of memory, nothing lost") {
+  zyl::OutputBuffer<char> out(10);
+  out.Append("abc", 3);
+  zyl::SetAllocationFailureHook([]() noexcept { return true; });
+  CHECK_THROWS_AS(out.Room(100000), std::bad_alloc);
+  zyl::SetAllocationFailureHook(nullptr);
+  CHECK(std::string(out.Data(), static_cast<size_t>(out.Length())) == "abc");
+  out.Append("def", 3);
+  CHECK(std::string(out.Data(), static_cast<size_t>(out.Length())) == "abcdef");
 }
 
 TEST_CASE("rbFreeLater gives back what its variables hold and clears them") {
