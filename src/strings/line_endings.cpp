@@ -2,11 +2,11 @@
 #include "strings/line_endings.h"
 
 #include <algorithm>
-#include <string>
 
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
 #include "plugin/memory.h"
+#include "plugin/output_buffer.h"
 #include "strings/byte_set.h"
 #include "strings/strings.h"
 #include "text/text.h"
@@ -31,12 +31,11 @@ REALstringStruct* ReplaceLineEndings(const char* chars, uint64_t size, const cha
   if (data == nullptr || size > static_cast<uint64_t>(INT64_MAX)) size = 0;
   if (newLine == nullptr) newLineSize = 0;
 
-  std::string out;
-  out.reserve(LineEndingReservation(size, newLineSize));
+  OutputBuffer<uint8_t> out(static_cast<int64_t>(LineEndingReservation(size, newLineSize)));
   // False once the output would pass what a host string holds.
   const auto append = [&out](const uint8_t* bytes, uint64_t count) {
-    if (count > kMaxResultBytes - out.size()) return false;
-    if (count > 0) out.append(reinterpret_cast<const char*>(bytes), count);
+    if (count > kMaxResultBytes - static_cast<uint64_t>(out.Length())) return false;
+    out.Append(bytes, static_cast<int64_t>(count));
     return true;
   };
 
@@ -65,7 +64,7 @@ REALstringStruct* ReplaceLineEndings(const char* chars, uint64_t size, const cha
       if ((Address(data + i) & kYieldMask) == 0) REALYieldToRB();
     }
   }
-  return REALBuildUnicodeString(out.data(), static_cast<int64_t>(out.size()), encoding);
+  return REALBuildUnicodeString(out.Data(), out.Length(), encoding);
 }
 
 using Core = REALstringStruct* (*)(const char*, uint64_t, const char*, uint64_t, uint32_t);
@@ -103,9 +102,12 @@ REALstringStruct* ReplaceLineEndingsZYL_text(REALstringStruct* text, REALstringS
 
 REALstringStruct* ReplaceLineEndingsZYL_binary(REALstringStruct* text, REALstringStruct* newLine, uint32_t encoding,
                                                int8_t yield) {
-  REALstringStruct* converted = newLine != nullptr ? REALConvertString(newLine, encoding) : nullptr;
+  // A NewLine already in the text's encoding is its own conversion (the host gives such a string's
+  // bytes back unchanged): it is read where it stands, without a new host string.
+  const bool converts = newLine != nullptr && REALGetStringEncoding(newLine) != encoding;
+  REALstringStruct* converted = converts ? REALConvertString(newLine, encoding) : nullptr;
   rbFreeLater release(nullptr, &converted);
-  rbData bytes(text), newLineBytes(converted);
+  rbData bytes(text), newLineBytes(converts ? converted : newLine);
   return CoreFor(yield)(bytes.Chars(), static_cast<uint64_t>(bytes.Size()), newLineBytes.Chars(),
                         static_cast<uint64_t>(newLineBytes.Size()), encoding);
 }
