@@ -515,7 +515,7 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
   // Text is mostly ASCII, and accented letters grow about fourfold: half as much again is the
   // first reservation, grown by the chunks as they need. Each input byte gives at most
   // kRoomPerCodePoint output bytes: room for a chunk is made once.
-  OutputBuffer<char> out(n + n / 2 + 4096);
+  OutputBuffer<char> out(n + n / 2 + std::min<int64_t>(n, 4096));
   int64_t valid = n;  // until a sequence that is not well-formed ends it
   // Whole blocks go through the stop walk, which copies the plain bytes and hands each other
   // byte here: a character's reference, or the end of the well-formed prefix.
@@ -532,14 +532,28 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
   constexpr int64_t kChunk = 4096;
   for (int64_t i = 0; i < valid;) {
     const int64_t chunkEnd = std::min(valid, i + kChunk);
-    char* const base = out.Room((chunkEnd - i + 2 * stopwalk::kBlock) * kRoomPerCodePoint);
+    const int64_t walked = std::min(valid, chunkEnd + stopwalk::kReach);
+    // The walk may run past the chunk's end by a block and write a whole one; the bytes after it
+    // write one character's room at most, and a 16-byte store.
+    const int64_t slack = walked - i >= stopwalk::kReach ? 2 * stopwalk::kBlock : 1;
+    char* const base = out.Room((chunkEnd - i + slack) * kRoomPerCodePoint);
     int64_t used = 0;
-    const bool whole = stopwalk::Walk(in, std::min(valid, chunkEnd + stopwalk::kReach), i,
-                                      reinterpret_cast<uint8_t*>(base), used, stops, step);
+    const bool whole = stopwalk::Walk(in, walked, i, reinterpret_cast<uint8_t*>(base), used, stops, step);
     char* cursor = base + used;
     if (!whole) valid = i;
-    // The last bytes, one character at a time.
+    // The last bytes: runs of plain ASCII 16 bytes at a time where 16 can be read, else one
+    // character at a time.
     while (i < chunkEnd && i < valid) {
+      if (n - i >= 16) {
+        const vec16::V8 v = vec16::Load16(in + i);
+        const int64_t plain = std::min<int64_t>(vec16::FirstLane(NotPlainLanes(v)), std::min(chunkEnd, valid) - i);
+        if (plain > 0) {
+          memcpy(cursor, &v, sizeof v);
+          cursor += plain;
+          i += plain;
+          continue;
+        }
+      }
       const uint8_t b = in[i];
       if (b < 0x80) {
         cursor = WriteHTMLCodePoint(cursor, b, ascii);
