@@ -8,6 +8,8 @@ Unicode Character Database (Debian's unicode-data package, /usr/share/unicode).
   compositionPair...           the rows grouped by their first two decomposition units, each group
                                in table order, so that the composer meets candidates in the same
                                order as a scan of the whole table, found through a hash table
+  compositionRowBlocks/Index    the row of each composed code point outside the Hangul syllables,
+                               found in two steps (its block of 64 units, then the unit)
   accentReplacements           the entries of the accent table that differ from their index
 
 The output depends only on the data files; running the script again gives the same bytes.
@@ -189,6 +191,27 @@ def pair_index(groups):
     return slots, members
 
 
+# The rows of the composed code points outside the Hangul syllables (whose decomposition is
+# worked out), as a two-step index: compositionRowBlocks gives each 64-unit block of the BMP its
+# block of compositionRowIndex, which holds row + 1 for each unit (0: no row). Block 0 is all
+# zeros, the block of every 64 units without a row.
+ROW_INDEX_BLOCK = 64
+EXPECTED_ROW_INDEX_BLOCKS = 55
+
+
+def row_index(rows):
+    row_of = {cp: index for index, (cp, _) in enumerate(rows) if not HANGUL_FIRST <= cp < HANGUL_FIRST + HANGUL_COUNT}
+    blocks, index = [0] * (0x10000 // ROW_INDEX_BLOCK), [[0] * ROW_INDEX_BLOCK]
+    for block in range(len(blocks)):
+        entries = [row_of.get(block * ROW_INDEX_BLOCK + k, -1) + 1 for k in range(ROW_INDEX_BLOCK)]
+        if any(entries):
+            blocks[block] = len(index)
+            index.append(entries)
+    if len(index) != EXPECTED_ROW_INDEX_BLOCKS:
+        fail(f"the row index needs {len(index)} blocks, not {EXPECTED_ROW_INDEX_BLOCKS}")
+    return blocks, index
+
+
 def accent_replacements(mappings):
     replacements = []
     for first, last in ACCENT_RANGES:
@@ -240,6 +263,11 @@ def render(rows, groups, replacements):
           "uint64_t compositionPairSlots[]", [f"0x{v:016X}" for v in slots], 4)
     array("Row numbers of compositions, group by group, in table order within each group.",
           "uint16_t compositionPairRows[]", [str(m) for m in members], 12)
+    blocks, index = row_index(rows)
+    array("For each 64-unit block of the BMP, its block of compositionRowIndex (0: no row in it).",
+          "uint8_t compositionRowBlocks[]", [str(b) for b in blocks], 16)
+    array("Row + 1 of each unit of a block (0: no row); no Hangul syllable is here.",
+          "uint16_t compositionRowIndex[][64]", ["{" + ", ".join(str(e) for e in entries) + "}" for entries in index], 1)
     array("The accent table's entries that differ from their index: {unit, replacement}.",
           "uint16_t accentReplacements[][2]", ["{" + hex4(a) + ", " + hex4(b) + "}" for a, b in replacements], 6)
     out.append("}  // namespace zyl")

@@ -178,13 +178,31 @@ inline uint8_t* PutDecompositionUTF8(uint8_t* out, int64_t row) {
   return out;
 }
 
+// Hangul: a leading consonant and a vowel always compose to their syllable, the first row of
+// their group (its code point is the smallest) and a whole match, whatever follows; a syllable's
+// row holds its leading consonant, its vowel and its final consonant when it has one. The tests
+// hold both against the UTF-16 way, which searches the table.
+constexpr uint32_t kLeadingFirst = 0x1100, kLeadingLast = 0x1112, kVowelFirst = 0x1161, kVowelLast = 0x1175;
+constexpr uint32_t kBeforeFinals = 0x11A7, kVowelCount = 21, kFinalCount = 28;
+// Their UTF-8 forms, which the composer tests byte by byte: E1 84 80-92 and E1 85 A1-B5.
+static_assert(kLeadingLast - kLeadingFirst == 0x92 - 0x80 && kVowelLast - kVowelFirst == 0xB5 - 0xA1);
+inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
+  return static_cast<uint16_t>(kHangulFirst + ((leading - kLeadingFirst) * kVowelCount + (vowel - kVowelFirst)) * kFinalCount);
+}
+inline uint8_t* PutHangulDecompositionUTF8(uint8_t* out, uint32_t syllable) {
+  const uint32_t index = syllable - kHangulFirst, final = index % kFinalCount;
+  out = PutUTF8(out, kLeadingFirst + index / (kVowelCount * kFinalCount));
+  out = PutUTF8(out, kVowelFirst + index / kFinalCount % kVowelCount);
+  return final != 0 ? PutUTF8(out, kBeforeFinals + final) : out;
+}
+
 // Decomposition over UTF-8: each character of the well-formed prefix as the UTF-16 way writes its
 // unit. A character beyond U+FFFF stands for two surrogate units, which have no row: its four
 // bytes stay. At most 12 bytes come of one character of 2 (four units of up to 3 bytes).
 REALstringStruct* DecomposeUTF8(rbText& source) {
   const uint8_t* const in = source.GetUTF8Bytes();
   const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
-  OutputBuffer<uint8_t> output(n + n / 8 + kUTF8Block * 6 + 64);
+  OutputBuffer<uint8_t> output(n + n / 8 + std::min(n, kUTF8Block) * 6 + 64);
   for (int64_t i = 0; i < n;) {
     const int64_t end = std::min(n, i + kUTF8Block);
     uint8_t* out = output.Room((end - i) * 6 + 64);
@@ -204,7 +222,12 @@ REALstringStruct* DecomposeUTF8(rbText& source) {
       }
       int length = 0;
       const uint32_t c = DecodeWellFormedSequence(in + i, &length);
-      const int64_t row = c < 0x10000 ? FindCompositionRowQuietly(static_cast<uint16_t>(c)) : -1;
+      if (c >= kHangulFirst && c <= kHangulLast) {
+        out = PutHangulDecompositionUTF8(out, c);
+        i += length;
+        continue;
+      }
+      const int64_t row = c < 0x10000 ? CompositionRowOf(static_cast<uint16_t>(c)) : -1;
       if (row >= 0) {
         out = PutDecompositionUTF8(out, row);
       } else if (!LeftOutOfWideForms(c)) {
@@ -244,15 +267,6 @@ inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, in
   }
 }
 
-// Hangul: a leading consonant and a vowel always compose to their syllable, the first row of
-// their group (its code point is the smallest) and a whole match, whatever follows. The tests
-// hold the composer against the UTF-16 way, which searches the table.
-constexpr uint32_t kLeadingFirst = 0x1100, kLeadingLast = 0x1112, kVowelFirst = 0x1161, kVowelLast = 0x1175;
-// Their UTF-8 forms, which the composer tests byte by byte: E1 84 80-92 and E1 85 A1-B5.
-static_assert(kLeadingLast - kLeadingFirst == 0x92 - 0x80 && kVowelLast - kVowelFirst == 0xB5 - 0xA1);
-inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
-  return static_cast<uint16_t>(0xAC00 + (leading - kLeadingFirst) * 588 + (vowel - kVowelFirst) * 28);
-}
 
 // Composition over UTF-8: the UTF-16 way's walk, unit by unit over the well-formed prefix. A
 // character that no composition can start with, or one followed by ASCII (no second unit of a
@@ -261,7 +275,7 @@ inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
 REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
   const uint8_t* const in = source.GetUTF8Bytes();
   const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
-  OutputBuffer<uint8_t> output(n + kUTF8Block * 2 + 64);
+  OutputBuffer<uint8_t> output(n + std::min(n, kUTF8Block) * 2 + 64);
   for (int64_t i = 0; i < n;) {
     const int64_t end = std::min(n, i + kUTF8Block);
     uint8_t* out = output.Room((end - i) * 2 + 64);

@@ -43,6 +43,23 @@ inline uint32_t PairSlot(uint32_t key) { return (key * 0x9E3779B1u) >> (32 - kPa
 // The smallest second decomposition unit of any row (U+0300).
 extern const uint16_t compositionSmallestSecondUnit;
 
+// The row of each composed code point outside the Hangul syllables (U+AC00 to U+D7A3, whose
+// decomposition is worked out) in two steps: compositionRowBlocks gives each block of 64 units
+// its block of compositionRowIndex, which holds row + 1 for each of its units, 0 for no row
+// (block 0 is all zeros: the blocks without a row).
+inline constexpr int kRowIndexBlockBits = 6;
+inline constexpr int64_t kRowIndexBlocks = 55;
+extern const uint8_t compositionRowBlocks[1 << (16 - kRowIndexBlockBits)];
+extern const uint16_t compositionRowIndex[kRowIndexBlocks][1 << kRowIndexBlockBits];
+inline constexpr uint32_t kHangulFirst = 0xAC00, kHangulLast = 0xD7A3;
+
+// The row whose composed code point is unit (not a Hangul syllable), or -1; FindCompositionRow's
+// answer, without a search.
+inline int64_t CompositionRowOf(uint16_t unit) {
+  constexpr unsigned kMask = (1u << kRowIndexBlockBits) - 1;
+  return int64_t{compositionRowIndex[compositionRowBlocks[unit >> kRowIndexBlockBits]][unit & kMask]} - 1;
+}
+
 // accentReplacements: {unit, replacement} for each accent-table entry that InitTable changes.
 extern const uint16_t accentReplacements[kAccentReplacementCount][2];
 

@@ -54,6 +54,18 @@ TEST_CASE("FindCompositionRow finds every row and nothing else") {
   }
 }
 
+TEST_CASE("the row index finds every row outside the Hangul syllables and nothing else") {
+  std::vector<int64_t> expected(65536, -1);
+  for (int64_t row = 0; row < kCompositionCount; ++row) expected[compositions[row][0]] = row;
+  for (uint32_t unit = 0; unit < 0x10000; ++unit) {
+    if (unit >= zyl::kHangulFirst && unit <= zyl::kHangulLast) {
+      CHECK(expected[unit] >= 0);  // every syllable has its row, which the index leaves out
+      continue;
+    }
+    if (zyl::CompositionRowOf(static_cast<uint16_t>(unit)) != expected[unit]) FAIL_CHECK(Hex(unit));
+  }
+}
+
 TEST_CASE("the search logs each middle only while debugging is on") {
   zyltest::PluginHost host;
   zyltest::CapturedLog log;
