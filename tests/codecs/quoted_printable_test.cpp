@@ -265,14 +265,14 @@ TEST_CASE("quoted-printable encoding of long lines: spaces, line breaks and esca
   }
 }
 
-TEST_CASE("quoted-printable decoding of long text: every place of a stop in the 64-byte blocks and at the end") {
+TEST_CASE("quoted-printable decoding: every place of a stop in short text, in the 64-byte blocks and at the end") {
   zyltest::PluginHost host;
   // Plain stretches long enough for whole blocks, with each kind of stop at each offset: escapes
   // good and bad, soft breaks, line ends alone and in pairs, white space after "=", cut-off ends.
   const std::string stops[] = {"=C3", "=e9=A9", "=\r\n", "\r\n", "\n\r", "\r\r\n", "\n", "=  \t=41",
                                "= \r\n", "=\r", "=G1", "=4", "=", "\r", "=C3=G1", "=G1=A9", "=C3=\r\n",
                                "=C3=4", "=C3=A9=B6"};
-  for (size_t length : {127, 128, 129, 131, 200, 262}) {
+  for (size_t length : {15, 16, 17, 21, 64, 127, 128, 129, 131, 200, 262}) {
     for (size_t at = 0; at < length; ++at) {
       for (const std::string& stop : stops) {
         std::string text(length, 'x');
