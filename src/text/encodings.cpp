@@ -187,20 +187,34 @@ bool DecodeAsUTF8(const rbData& view, const UTF8CodePage& utf8, REALstringStruct
   if (out.Get() == nullptr) return false;
   const uint8_t* bytes = view.Data();
   uint8_t* o = out.Get();
-  for (int64_t i = 0; i < count;) {
-    if (bytes[i] < 0x80 && i + 16 <= count && bytes[i + 1] < 0x80) {
-      // Room: 3 bytes for each byte read, so 16 more always fit.
-      const vec16::V8 v = vec16::Load16(bytes + i);
-      memcpy(o, &v, sizeof v);
-      const int ascii = vec16::AsciiPrefix(v);
-      o += ascii;
-      i += ascii;
-    } else {
-      const UTF8OfByte& piece = utf8[bytes[i++]];
+  // Room: 3 bytes for each byte read and 4 more, so a 16-byte store where 16 are left to read
+  // fits, and so does a piece's 4-byte copy.
+  const auto put = [&](int64_t from, int64_t to) {
+    for (int64_t k = from; k < to; ++k) {
+      const UTF8OfByte& piece = utf8[bytes[k]];
       memcpy(o, &piece, sizeof piece);
       o += piece.length;
     }
+  };
+  int64_t i = 0;
+  // 16 bytes a step: the ASCII before the first byte above 0x7F as it is, and from there to the
+  // block's last such byte through the table without a branch per byte (binary data would
+  // mispredict every other one); the next step starts after it.
+  while (count - i >= 16) {
+    const vec16::V8 v = vec16::Load16(bytes + i);
+    memcpy(o, &v, sizeof v);
+    const uint32_t high = vec16::LaneMask(reinterpret_cast<vec16::S8>(v) < vec16::S8{});
+    if (high == 0) {
+      o += 16;
+      i += 16;
+      continue;
+    }
+    const int first = __builtin_ctz(high), last = 31 - __builtin_clz(high);
+    o += first;
+    put(i + first, i + last + 1);
+    i += last + 1;
   }
+  put(i, count);
   if (o - out.Get() > kMaxHostLength) return false;
   *result = REALBuildUnicodeString(out.Get(), o - out.Get(), kEncodingUTF8);
   return true;

@@ -4,6 +4,8 @@
 
 #include <climits>
 #include <optional>
+#include <random>
+#include <vector>
 
 #include "support/plugin_host.h"
 #include "text/text.h"
@@ -87,10 +89,18 @@ TEST_CASE("GetStringInUTF8 and ToString") {
 }
 
 TEST_CASE("decoded code pages: the UTF-8 written on current hosts is the old hosts' UTF-16, converted") {
-  std::string inputs[3];
+  std::vector<std::string> inputs(3);
   inputs[0] = AllBytes();
   for (int k = 0; k < 300; ++k) inputs[1] += static_cast<char>(k % 7 == 0 ? 0x80 + k % 32 : 'a' + k % 26);
   inputs[2] = std::string(40, 'x') + "\x81\x9D" + std::string(17, 'y');
+  // Bytes above 0x7F alone, in runs and throughout, at every place of the 16-byte steps.
+  std::mt19937 rng(1252);
+  for (int k = 0; k < 40; ++k) {
+    std::string input(1 + rng() % 90, 'a');
+    const uint32_t density = 1 + rng() % 8;
+    for (char& c : input) c = static_cast<char>(rng() % density == 0 ? 0x80 + rng() % 128 : 1 + rng() % 127);
+    inputs.push_back(input);
+  }
   for (const char* declaration : {kFromISO, kFromCP1252}) {
     for (const std::string& input : inputs) {
       std::string utf16;
