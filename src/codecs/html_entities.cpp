@@ -459,14 +459,6 @@ inline bool IsMarkUTF8(const uint8_t* p) {  // U+FEFF or U+FFFE, which the wide 
   return p[0] == 0xEF && ((p[1] == 0xBB && p[2] == 0xBF) || (p[1] == 0xBF && p[2] == 0xBE));
 }
 
-// The length of the well-formed multi-byte sequence at in[i] (n bytes readable at in), 0 when
-// there is none: there the text's well-formed prefix ends. Two-byte sequences, the common ones,
-// are told here.
-inline int SequenceLength(const uint8_t* in, int64_t i, int64_t n) {
-  const uint8_t b = in[i];
-  if (b >= 0xC2 && b <= 0xDF && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) return 2;
-  return WellFormedLength(in + i, n - i);
-}
 
 // EncodingToHTML for text whose UTF-32 form is decoded from its UTF-8 form: the same steps on the
 // code points of the UTF-8's well-formed prefix, without U+FEFF and U+FFFE, read from the UTF-8
@@ -489,7 +481,7 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
     }
     const uint8_t b = in[i];
     if (b >= 0x80) {
-      const int length = SequenceLength(in, i, n);
+      const int length = WellFormedLengthAt(in, i, n);
       if (length == 0) break;
       if (IsMarkUTF8(in + i)) {
         i += 3;
@@ -523,7 +515,7 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
   const auto step = [&](const uint8_t* stop, uint8_t* cursor, int) -> stopwalk::Taken {
     char* const start = reinterpret_cast<char*>(cursor);
     if (*stop < 0x80) return {1, static_cast<int>(WriteHTMLCodePoint(start, *stop, ascii) - start)};
-    if (SequenceLength(stop, 0, n - (stop - in)) == 0) return {0, 0};
+    if (WellFormedLengthAt(stop, 0, n - (stop - in)) == 0) return {0, 0};
     int length = 0;
     const uint32_t c = DecodeWellFormedSequence(stop, &length);
     if (c == 0xFEFF || c == 0xFFFE) return {length, 0};
@@ -560,7 +552,7 @@ REALstringStruct* EncodeHTMLFromUTF8(REALstringStruct* s, rbText& text, const As
         ++i;
         continue;
       }
-      if (SequenceLength(in, i, n) == 0) {
+      if (WellFormedLengthAt(in, i, n) == 0) {
         valid = i;
         break;
       }

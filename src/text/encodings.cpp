@@ -76,20 +76,22 @@ static_assert(kFromUnicodeCP1252.Find(0x81) == -1 && kFromUnicodeCP1252.Find(0x2
 static_assert(kFromUnicodeISO8859.Find(0xFF) == 0xFF && kFromUnicodeISO8859.Find(0x100) == -1);
 
 // EncodingTo for text whose UTF-16 form is decoded from its UTF-8 form: the code points are read
-// from the UTF-8 at once, with the same result. A character beyond U+FFFF stands for its two
-// surrogate units, which no code page holds; U+FEFF and U+FFFE, which the UTF-16 form leaves out,
-// are in neither code page either, but they do not count as units.
+// from the UTF-8 at once, with the same result. The form is the UTF-8's well-formed prefix: each
+// multi-byte sequence is checked where it is read, and the first that is not well-formed ends the
+// text. A character beyond U+FFFF stands for its two surrogate units, which no code page holds;
+// U+FEFF and U+FFFE, which the UTF-16 form leaves out, are in neither code page either, but they
+// do not count as units.
 REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse) {
   const uint8_t* in = text.GetUTF8Bytes();
-  const int64_t valid = WellFormedPrefix(in, text.LengthUTF8());
+  const int64_t n = text.LengthUTF8();
   // At most one byte per code point, and 16 spare for whole vectors.
-  LocalBytes<kLocalResult> buffer(valid + 16, kUncleared);
+  LocalBytes<kLocalResult> buffer(n + 16, kUncleared);
   uint8_t* const out = buffer.Get();
   if (out == nullptr) return nullptr;
   int64_t units = 0, written = 0;
-  for (int64_t i = 0; i < valid;) {
+  for (int64_t i = 0; i < n;) {
     if (in[i] < 0x80) {
-      if (i + 16 <= valid && in[i + 1] < 0x80) {
+      if (i + 16 <= n && in[i + 1] < 0x80) {
         const vec16::V8 v = vec16::Load16(in + i);
         memcpy(out + written, &v, sizeof v);
         const int ascii = vec16::AsciiPrefix(v);
@@ -100,14 +102,21 @@ REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse)
       }
       continue;
     }
-    int length = 0;
-    const uint32_t c = DecodeWellFormedSequence(in + i, &length);
-    i += length;
-    if (c >= 0x10000) {
-      units += 2;
-      continue;
+    uint32_t c = 0;
+    if (in[i] <= 0xDF && in[i] >= 0xC2 && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) {
+      c = ((in[i] & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu);  // two bytes: below U+0800
+      i += 2;
+    } else {
+      if (WellFormedLength(in + i, n - i) == 0) break;
+      int length = 0;
+      c = DecodeWellFormedSequence(in + i, &length);
+      i += length;
+      if (c >= 0x10000) {
+        units += 2;
+        continue;
+      }
+      if (c == 0xFEFF || c == 0xFFFE) continue;
     }
-    if (c == 0xFEFF || c == 0xFFFE) continue;
     ++units;
     const int byte = reverse.Find(static_cast<uint16_t>(c));
     if (byte >= 0) out[written++] = static_cast<uint8_t>(byte);

@@ -22,6 +22,15 @@ int64_t WellFormedPrefixPlain(const uint8_t* p, int64_t n);
 // available bytes, 0 when there is none there.
 int WellFormedLength(const uint8_t* p, int64_t available);
 
+// WellFormedLengthAt: WellFormedLength of the multi-byte sequence at in[i] (n bytes readable at
+// in), with two-byte sequences, the common ones, told inline. Walking a text with it from its
+// start finds the end of WellFormedPrefix at the first 0.
+inline int WellFormedLengthAt(const uint8_t* in, int64_t i, int64_t n) {
+  const uint8_t b = in[i];
+  if (b >= 0xC2 && b <= 0xDF && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) return 2;
+  return WellFormedLength(in + i, n - i);
+}
+
 // DecodeWellFormedSequence: the code point of the well-formed multi-byte sequence at p (lead byte
 // 0xC2 or above) and its length.
 inline uint32_t DecodeWellFormedSequence(const uint8_t* p, int* length) {
