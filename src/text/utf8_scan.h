@@ -23,11 +23,17 @@ int64_t WellFormedPrefixPlain(const uint8_t* p, int64_t n);
 int WellFormedLength(const uint8_t* p, int64_t available);
 
 // WellFormedLengthAt: WellFormedLength of the multi-byte sequence at in[i] (n bytes readable at
-// in), with two-byte sequences, the common ones, told inline. Walking a text with it from its
-// start finds the end of WellFormedPrefix at the first 0.
+// in), with two- and three-byte sequences, the common ones, told inline. Walking a text with it
+// from its start finds the end of WellFormedPrefix at the first 0.
 inline int WellFormedLengthAt(const uint8_t* in, int64_t i, int64_t n) {
   const uint8_t b = in[i];
-  if (b >= 0xC2 && b <= 0xDF && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) return 2;
+  const auto continues = [](uint8_t c) { return (c & 0xC0) == 0x80; };
+  if (b >= 0xC2 && b <= 0xDF && n - i >= 2 && continues(in[i + 1])) return 2;
+  if (b >= 0xE0 && b <= 0xEF && n - i >= 3 && continues(in[i + 2])) {
+    // The second byte's range: no overlong form after E0, no surrogate after ED.
+    const uint8_t second = in[i + 1];
+    if (second >= (b == 0xE0 ? 0xA0 : 0x80) && second <= (b == 0xED ? 0x9F : 0xBF)) return 3;
+  }
   return WellFormedLength(in + i, n - i);
 }
 

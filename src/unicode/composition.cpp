@@ -197,11 +197,12 @@ inline uint8_t* PutHangulDecompositionUTF8(uint8_t* out, uint32_t syllable) {
 }
 
 // Decomposition over UTF-8: each character of the well-formed prefix as the UTF-16 way writes its
-// unit. A character beyond U+FFFF stands for two surrogate units, which have no row: its four
+// unit (each multi-byte sequence is checked where it is read; the first that is not well-formed
+// ends the text). A character beyond U+FFFF stands for two surrogate units, which have no row: its four
 // bytes stay. At most 12 bytes come of one character of 2 (four units of up to 3 bytes).
 REALstringStruct* DecomposeUTF8(rbText& source) {
   const uint8_t* const in = source.GetUTF8Bytes();
-  const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
+  int64_t n = source.LengthUTF8();  // until a sequence that is not well-formed ends the text
   OutputBuffer<uint8_t> output(n + n / 8 + std::min(n, kUTF8Block) * 6 + 64);
   for (int64_t i = 0; i < n;) {
     const int64_t end = std::min(n, i + kUTF8Block);
@@ -219,6 +220,10 @@ REALstringStruct* DecomposeUTF8(rbText& source) {
           *out++ = in[i++];
         }
         continue;
+      }
+      if (WellFormedLengthAt(in, i, n) == 0) {
+        n = i;
+        break;
       }
       int length = 0;
       const uint32_t c = DecodeWellFormedSequence(in + i, &length);

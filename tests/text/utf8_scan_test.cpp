@@ -66,6 +66,22 @@ TEST_CASE("WellFormedPrefix: every byte value at every position of a few blocks"
   }
 }
 
+TEST_CASE("WellFormedLengthAt tells two- and three-byte sequences as WellFormedLength does") {
+  // Every lead byte with every second byte, the third at its edges, cut off at each length.
+  for (int lead = 0x80; lead <= 0xFF; ++lead) {
+    for (int second = 0; second <= 0xFF; ++second) {
+      for (const uint8_t third : {0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xFF}) {
+        const uint8_t bytes[4] = {static_cast<uint8_t>(lead), static_cast<uint8_t>(second), third, 0x80};
+        for (int64_t available = 1; available <= 4; ++available) {
+          if (zyl::WellFormedLengthAt(bytes, 0, available) != zyl::WellFormedLength(bytes, available)) {
+            FAIL_CHECK(lead << " " << second << " " << int{third} << " " << available);
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST_CASE("WellFormedPrefix: random text, corrupted samples and text cut at every byte") {
   ForEachInput(3000, CheckPrefix);
   const std::string sample = LongSample();
