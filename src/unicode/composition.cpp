@@ -257,6 +257,7 @@ struct Window {
 
 inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, int upTo) {
   while (w.count < upTo && j < n) {
+    if (in[j] >= 0x80 && WellFormedLengthAt(in, j, n) == 0) break;  // the text ends there
     int length = 0;
     const uint32_t c = CharacterAt(in, j, &length);
     j += length;
@@ -273,13 +274,15 @@ inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, in
 }
 
 
-// Composition over UTF-8: the UTF-16 way's walk, unit by unit over the well-formed prefix. A
-// character that no composition can start with, or one followed by ASCII (no second unit of a
-// decomposition is below U+0300), stays as its bytes. A composed character takes at most 3 bytes
-// for at least 2, so the output never needs more than twice a block's input.
+// Composition over UTF-8: the UTF-16 way's walk, unit by unit over the well-formed prefix (each
+// multi-byte sequence is checked where the walk or a window reads it; the first that is not
+// well-formed ends the text). A character that no composition can start with, or one followed by
+// ASCII (no second unit of a decomposition is below U+0300), stays as its bytes. A composed
+// character takes at most 3 bytes for at least 2, so the output never needs more than twice a
+// block's input.
 REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
   const uint8_t* const in = source.GetUTF8Bytes();
-  const int64_t n = WellFormedPrefix(in, source.LengthUTF8());
+  int64_t n = source.LengthUTF8();  // until a sequence that is not well-formed ends the text
   OutputBuffer<uint8_t> output(n + std::min(n, kUTF8Block) * 2 + 64);
   for (int64_t i = 0; i < n;) {
     const int64_t end = std::min(n, i + kUTF8Block);
@@ -309,6 +312,10 @@ REALstringStruct* ComposeUTF8(rbText& source, const uint8_t* canStart) {
         out = PutUTF8(out, HangulSyllable(kLeadingFirst + (in[i + 2] - 0x80u), kVowelFirst + (in[i + 5] - 0xA1u)));
         i += 6;
         continue;
+      }
+      if (in[i] >= 0x80 && WellFormedLengthAt(in, i, n) == 0) {
+        n = i;
+        break;
       }
       int length = 0;
       const uint32_t c = CharacterAt(in, i, &length);
