@@ -102,21 +102,15 @@ REALstringStruct* EncodingFromUTF8(rbText& text, const ReverseCodePage& reverse)
       }
       continue;
     }
-    uint32_t c = 0;
-    if (in[i] <= 0xDF && in[i] >= 0xC2 && n - i >= 2 && (in[i + 1] & 0xC0) == 0x80) {
-      c = ((in[i] & 0x1Fu) << 6) | (in[i + 1] & 0x3Fu);  // two bytes: below U+0800
-      i += 2;
-    } else {
-      if (WellFormedLength(in + i, n - i) == 0) break;
-      int length = 0;
-      c = DecodeWellFormedSequence(in + i, &length);
-      i += length;
-      if (c >= 0x10000) {
-        units += 2;
-        continue;
-      }
-      if (c == 0xFEFF || c == 0xFFFE) continue;
+    if (WellFormedLengthAt(in, i, n) == 0) break;
+    int length = 0;
+    const uint32_t c = DecodeWellFormedSequence(in + i, &length);
+    i += length;
+    if (c >= 0x10000) {
+      units += 2;
+      continue;
     }
+    if (c == 0xFEFF || c == 0xFFFE) continue;
     ++units;
     const int byte = reverse.Find(static_cast<uint16_t>(c));
     if (byte >= 0) out[written++] = static_cast<uint8_t>(byte);
