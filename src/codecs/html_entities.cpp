@@ -459,7 +459,6 @@ inline bool IsMarkUTF8(const uint8_t* p) {  // U+FEFF or U+FFFE, which the wide 
   return p[0] == 0xEF && ((p[1] == 0xBB && p[2] == 0xBF) || (p[1] == 0xBF && p[2] == 0xBE));
 }
 
-
 // EncodingToHTML for text whose UTF-32 form is decoded from its UTF-8 form: the same steps on the
 // code points of the UTF-8's well-formed prefix, without U+FEFF and U+FFFE, read from the UTF-8
 // at once. Each multi-byte sequence is checked where it is read, and the first that is not

@@ -187,7 +187,8 @@ constexpr uint32_t kBeforeFinals = 0x11A7, kVowelCount = 21, kFinalCount = 28;
 // Their UTF-8 forms, which the composer tests byte by byte: E1 84 80-92 and E1 85 A1-B5.
 static_assert(kLeadingLast - kLeadingFirst == 0x92 - 0x80 && kVowelLast - kVowelFirst == 0xB5 - 0xA1);
 inline uint16_t HangulSyllable(uint32_t leading, uint32_t vowel) {
-  return static_cast<uint16_t>(kHangulFirst + ((leading - kLeadingFirst) * kVowelCount + (vowel - kVowelFirst)) * kFinalCount);
+  const uint32_t index = ((leading - kLeadingFirst) * kVowelCount + (vowel - kVowelFirst)) * kFinalCount;
+  return static_cast<uint16_t>(kHangulFirst + index);
 }
 inline uint8_t* PutHangulDecompositionUTF8(uint8_t* out, uint32_t syllable) {
   const uint32_t index = syllable - kHangulFirst, final = index % kFinalCount;
@@ -198,8 +199,8 @@ inline uint8_t* PutHangulDecompositionUTF8(uint8_t* out, uint32_t syllable) {
 
 // Decomposition over UTF-8: each character of the well-formed prefix as the UTF-16 way writes its
 // unit (each multi-byte sequence is checked where it is read; the first that is not well-formed
-// ends the text). A character beyond U+FFFF stands for two surrogate units, which have no row: its four
-// bytes stay. At most 12 bytes come of one character of 2 (four units of up to 3 bytes).
+// ends the text). A character beyond U+FFFF stands for two surrogate units, which have no row:
+// its four bytes stay. At most 12 bytes come of one character of 2 (four units of up to 3 bytes).
 REALstringStruct* DecomposeUTF8(rbText& source) {
   const uint8_t* const in = source.GetUTF8Bytes();
   int64_t n = source.LengthUTF8();  // until a sequence that is not well-formed ends the text
@@ -272,7 +273,6 @@ inline void ExtendWindow(Window& w, const uint8_t* in, int64_t n, int64_t& j, in
     w.ends[w.count++] = j;
   }
 }
-
 
 // Composition over UTF-8: the UTF-16 way's walk, unit by unit over the well-formed prefix (each
 // multi-byte sequence is checked where the walk or a window reads it; the first that is not
