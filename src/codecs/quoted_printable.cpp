@@ -4,7 +4,6 @@
 #include <array>
 #include <cstring>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -13,6 +12,7 @@
 #include "codecs/stop_walk.h"
 #include "plugin/builders.h"
 #include "plugin/host_api.h"
+#include "plugin/output_buffer.h"
 #include "text/text.h"
 #include "text/vector16.h"
 
@@ -72,58 +72,44 @@ inline uint8_t* PutEncoded(uint8_t* to, uint8_t b) {
 
 // The working state of one encoding or decoding. The input is read through GETC, which returns
 // -1 at the end without moving; pushing that -1 back does nothing, so input that ends in CR or
-// LF ends cleanly. The output starts at input length + 1024 bytes (in the object itself when that
-// fits) and grows (see Reserve) when a step may not fit; every step makes room for what it writes
-// before writing it.
+// LF ends cleanly. The output starts at input length + 1024 bytes and grows (see Reserve) when a
+// step may not fit; every step makes room for what it writes before writing it.
 class EncodeData {
  public:
   EncodeData(const uint8_t* input, int64_t length, int64_t lineLimit)
-      : in_(input), in_length_(length), line_limit_(lineLimit) {
-    // Not cleared: nothing is read before it is written.
-    capacity_ = static_cast<size_t>(length) + 1024;
-    if (capacity_ <= sizeof local_) {
-      capacity_ = sizeof local_;
-      out_ = local_;
-    } else {
-      heap_.reset(new char[capacity_]);
-      out_ = heap_.get();
-    }
-  }
+      : out_(length + 1024), in_(input), in_length_(length), line_limit_(lineLimit) {}
   EncodeData(const EncodeData&) = delete;
   EncodeData& operator=(const EncodeData&) = delete;
 
   void encode();
   void decode();
-  const char* Output() const { return out_; }
-  int64_t OutputLength() const { return static_cast<int64_t>(used_); }
+  const char* Output() const { return out_.Data(); }
+  int64_t OutputLength() const { return out_.Length(); }
 
  private:
   // The most one encoding step writes: a pending byte and an escape, each after a soft break.
   static constexpr int64_t kLargestStep = 16;
 
   void Reserve(int64_t count) {
-    if (static_cast<int64_t>(capacity_ - used_) < count) {
-      // Enough for the rest of the input at the ratio of output to input so far and an eighth
-      // more: binary data, which grows to about 2.4 times its size, is moved once, not twice.
-      const double ratio = static_cast<double>(used_) / static_cast<double>(std::max<int64_t>(in_position_, 1));
-      const auto projected = static_cast<size_t>(ratio * 1.125 * static_cast<double>(in_length_ - in_position_));
-      const size_t grown = std::max({capacity_ + capacity_ / 2, used_ + projected + 1024, used_ + static_cast<size_t>(count)});
-      std::unique_ptr<char[]> moved(new char[grown]);
-      memcpy(moved.get(), out_, used_);
-      heap_ = std::move(moved);
-      out_ = heap_.get();
-      capacity_ = grown;
-    }
+    if (out_.Spare() < count) Grow(count);
+  }
+  // Enough for the rest of the input at the ratio of output to input so far and an eighth more:
+  // binary data, which grows to about 2.4 times its size, is moved once, not twice.
+  [[gnu::noinline]] void Grow(int64_t count) {
+    const double ratio = static_cast<double>(out_.Length()) / static_cast<double>(std::max<int64_t>(in_position_, 1));
+    const auto projected = static_cast<int64_t>(ratio * 1.125 * static_cast<double>(in_length_ - in_position_));
+    out_.Room(std::max(count, projected + 1024));
   }
   int GETC() { return in_position_ < in_length_ ? in_[in_position_++] : -1; }
   void UNGETC(int c) {
     if (c != -1 && in_position_ > 0) --in_position_;
   }
-  void PUTC(int c) { out_[used_++] = static_cast<char>(c); }
-  void PUTS(const uint8_t* bytes, int64_t count) {
-    memcpy(out_ + used_, bytes, static_cast<size_t>(count));
-    used_ += static_cast<size_t>(count);
+  // Both write into room that Reserve made.
+  void PUTC(int c) {
+    const char byte = static_cast<char>(c);
+    out_.AppendInRoom(&byte, 1);
   }
+  void PUTS(const uint8_t* bytes, int64_t count) { out_.Append(reinterpret_cast<const char*>(bytes), count); }
 
   void output_line_break() {
     PUTC(kCR);
@@ -167,11 +153,7 @@ class EncodeData {
   static int hex_to_nybble(int c) { return c < 0 ? -1 : hexdigits::kNybble[c]; }
   void decode_escape();
 
-  char* out_ = nullptr;
-  std::unique_ptr<char[]> heap_;
-  char local_[2048];
-  size_t capacity_ = 0;
-  size_t used_ = 0;
+  OutputBuffer<char> out_;
   const uint8_t* in_;
   int64_t in_length_;
   int64_t in_position_ = 0;
@@ -378,35 +360,38 @@ void EncodeData::decode() {
     *cursor = static_cast<uint8_t>(h * 16 + l);
     return {3, (h | l) >= 0};
   };
+  // The output never grows here: its start stays put through the walk.
+  const auto start = reinterpret_cast<uint8_t*>(out_.Data());
   int64_t position = in_position_;
-  auto used = static_cast<int64_t>(used_);
-  while (!stopwalk::Walk(in_, in_length_, position, reinterpret_cast<uint8_t*>(out_), used, stops, step)) {
+  int64_t used = out_.Length();
+  while (!stopwalk::Walk(in_, in_length_, position, start, used, stops, step)) {
     in_position_ = position + 1;
-    used_ = static_cast<size_t>(used);
+    out_.SetCursor(out_.Data() + used);
     decode_escape();
     position = in_position_;
-    used = static_cast<int64_t>(used_);
+    used = out_.Length();
   }
   in_position_ = position;
-  used_ = static_cast<size_t>(used);
+  out_.SetCursor(out_.Data() + used);
   // At most one byte out per byte in: a 16-byte store where 16 bytes are left to read fits.
   while (in_length_ - in_position_ >= 16) {
     const vec16::V8 v = vec16::Load16(in_ + in_position_);
     const int plain = vec16::FirstLane(stopLanes(v));
+    char* const cursor = out_.Cursor();  // the first reservation holds it (see above)
     if (plain > 0) {
-      memcpy(out_ + used_, &v, sizeof v);
+      memcpy(cursor, &v, sizeof v);
       in_position_ += plain;
-      used_ += static_cast<size_t>(plain);
+      out_.Advance(plain);
       continue;
     }
-    const stopwalk::Taken taken = step(in_ + in_position_, reinterpret_cast<uint8_t*>(out_ + used_), 0);
+    const stopwalk::Taken taken = step(in_ + in_position_, reinterpret_cast<uint8_t*>(cursor), 0);
     if (taken.read == 0) {
       ++in_position_;
       decode_escape();
       continue;
     }
     in_position_ += taken.read;
-    used_ += static_cast<size_t>(taken.written);
+    out_.Advance(taken.written);
   }
   for (int c; (c = read_decode_character()) != -1;) {
     if (c == '=') {

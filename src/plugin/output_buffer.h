@@ -33,7 +33,9 @@ class OutputBuffer {
     cursor_ = begin_;
     end_ = begin_ + capacity;
   }
-  ~OutputBuffer() { freeHandle(handle_); }
+  ~OutputBuffer() {
+    if (handle_ != nullptr) freeHandle(handle_);
+  }
   OutputBuffer(const OutputBuffer&) = delete;
   OutputBuffer& operator=(const OutputBuffer&) = delete;
 
@@ -43,6 +45,10 @@ class OutputBuffer {
     return cursor_;
   }
   void Advance(int64_t count) { cursor_ += count; }
+  // The cursor as it is, for writes into room already made (by Room() or the first reservation).
+  Unit* Cursor() { return cursor_; }
+  // The units that fit behind the cursor without growing.
+  int64_t Spare() const { return end_ - cursor_; }
   // Moves the cursor to a position returned by Room() plus what was written there.
   void SetCursor(Unit* cursor) { cursor_ = cursor; }
 
